@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbbrowsingtask.h"
+
+#include "gamedata/qbsupportfolder.h"
+#include "qbkeys.h"
+#include "qbtextnumber.h"
+
+#include <utility>
+
+namespace {
+const QString progressFound = QStringLiteral("progress:found");
+}
+
+QStringList QBBrowsingTask::folderArguments(const QString &path, bool recursive)
+{
+    return {QStringLiteral("list"),
+            recursive ? QStringLiteral("--recurse") : QStringLiteral("--source"),
+            path,
+            QStringLiteral("--scan-progress"),
+            QStringLiteral("--sections")};
+}
+
+QStringList QBBrowsingTask::partitionArguments(const QString &path)
+{
+    return {QStringLiteral("list"), QStringLiteral("--part"), path,
+            QStringLiteral("--scan-progress"), QStringLiteral("--sections")};
+}
+
+bool QBBrowsingTask::isGameSection(const QString &section)
+{
+    return section == progressFound || section.startsWith(QLatin1String("disc-"));
+}
+
+// wit lists each game in a "progress:found" section while it scans, then
+// repeats them all in "disc-N" sections, which are skipped. wwt prints the
+// partition first ("wbfs-N": free_mib, total_mib) and then its games as
+// "disc-N" sections.
+bool QBBrowsingTask::shouldStartSectionWithHeader(const QString &header)
+{
+    if (header == progressFound
+        || (header.startsWith(QLatin1String("disc-")) && launchPath() == 1)) {
+        m_game = QVariantMap();
+        return true;
+    }
+    if (header.startsWith(QLatin1String("wbfs-"))) {
+        m_partitionInfos = QVariantMap();
+        m_hasPartitionInfos = true;
+        return true;
+    }
+    return false;
+}
+
+void QBBrowsingTask::readKey(QStringView key, QStringView value, const QString &section)
+{
+    if (isGameSection(section)) {
+        for (const QString &gameKey : QBKeySets::gameKeys()) {
+            if (gameKey == key) {
+                m_game.insert(gameKey, value.toString());
+                return;
+            }
+        }
+    } else if (section.startsWith(QLatin1String("wbfs-"))) {
+        for (const QString &partitionKey : QBKeySets::partitionKeys()) {
+            if (partitionKey == key) {
+                m_partitionInfos.insert(partitionKey, value.toString());
+                return;
+            }
+        }
+    }
+}
+
+void QBBrowsingTask::endSection(const QString &section)
+{
+    if (isGameSection(section)) {
+        // A game that lacks any of the tool keys is dropped silently.
+        if (m_game.size() != QBKeySets::gameKeys().size())
+            return;
+        QVariantMap game = std::exchange(m_game, QVariantMap());
+        game.insert(GameKey::size,
+                    QBTextNumber::gigabytesFromBytes(game.value(GameKey::size).toString()));
+        game.insert(GameKey::title, game.take(GameKey::name));
+        const QString id = game.value(GameKey::id).toString();
+        game.insert(GameKey::coverPath, QBSupportFolder::coverPath(id));
+        const bool onPartition = m_hasPartitionInfos && !m_partitionInfos.isEmpty();
+        if (onPartition)
+            game.insert(GameKey::filename, QString(game.value(GameKey::filename).toString() + u'/' + id));
+        game.insert(GameKey::isOnWBFS, onPartition);
+        emit browsingDidFinish({{UserInfoKey::game, game}});
+    } else if (section.startsWith(QLatin1String("wbfs-"))) {
+        m_partitionInfos.insert(PartitionKey::freeSize,
+                                QBTextNumber::thousandsFromMib(
+                                        m_partitionInfos.take(PartitionKey::freeMib).toString()));
+        m_partitionInfos.insert(PartitionKey::totalSize,
+                                QBTextNumber::thousandsFromMib(
+                                        m_partitionInfos.take(PartitionKey::totalMib).toString()));
+    }
+}
+
+void QBBrowsingTask::processDidStop()
+{
+    QVariantMap userInfo{{UserInfoKey::terminationStatus, terminationStatus()}};
+    if (m_hasPartitionInfos)
+        userInfo.insert(UserInfoKey::partitionInfos, m_partitionInfos);
+    emit browsingDidFinish(userInfo);
+}

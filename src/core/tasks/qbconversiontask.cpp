@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbconversiontask.h"
+
+#include "conversion/qbconversionbundle.h"
+#include "conversion/qbconversionhandler.h"
+#include "qbkeys.h"
+#include "qblogging.h"
+#include "qbtextnumber.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTimer>
+
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#endif
+
+namespace {
+const QString progressSection = QStringLiteral("progress");
+// Should a tool ignore both signals, it is killed after this long.
+constexpr int killDelayMs = 10000;
+}
+
+QBConversionTask::QBConversionTask(const QStringList &arguments, int launchPath,
+                                   QBConversionBundle *bundle, QObject *sender, QObject *parent)
+    : QBTask(arguments, launchPath, sender, parent)
+    , m_bundle(bundle)
+{
+    setBundleValue(BundleKey::terminationStatus, 0);
+    if (m_bundle)
+        m_bundle->setTask(this);
+}
+
+void QBConversionTask::setBundleValue(const QString &key, const QVariant &value)
+{
+    if (m_bundle)
+        m_bundle->setValue(key, value);
+}
+
+void QBConversionTask::setStatus(int status)
+{
+    setTerminationStatus(status);
+    setBundleValue(BundleKey::terminationStatus, status);
+}
+
+void QBConversionTask::processWillStart()
+{
+    // wit and wwt only write into folders that exist. An addition writes
+    // into a partition, so there is nothing to create for it.
+    const bool createsFile = launchPath() == 0
+            || (!arguments().isEmpty() && arguments().first() == QLatin1String("extract"));
+    if (createsFile && m_bundle) {
+        const QString folder = QFileInfo(m_bundle->destinationPath()).path();
+        if (!QFileInfo::exists(folder) && !QDir().mkpath(folder))
+            qCWarning(lcTasks).noquote() << "Could not create the folder" << folder;
+    }
+    setBundleValue(BundleKey::infos, QStringLiteral("Conversion started."));
+    setBundleValue(BundleKey::isWaiting, false);
+}
+
+// The tool reports progress about once a second:
+//   [progress]  percent=42  mib-per-sec=12.3  eta-text=5:20  ...
+// and wit names its output, which may differ from the name asked for:
+//   [COPY]  dest-path=...
+bool QBConversionTask::shouldStartSectionWithHeader(const QString &header)
+{
+    if (header == progressSection) {
+        m_parsedInfos = QVariantMap();
+        return true;
+    }
+    return header == QLatin1String("COPY") && launchPath() == 0;
+}
+
+void QBConversionTask::readKey(QStringView key, QStringView value, const QString &section)
+{
+    if (section == progressSection) {
+        for (const QString &progressKey : QBKeySets::progressKeys()) {
+            if (progressKey == key) {
+                m_parsedInfos.insert(progressKey, value.toString());
+                return;
+            }
+        }
+    }
+    if (key == ProgressKey::destPath)
+        setBundleValue(BundleKey::destinationPath, value.toString());
+}
+
+void QBConversionTask::endSection(const QString &section)
+{
+    if (section != progressSection)
+        return;
+    auto text = [this](const QString &key) {
+        const auto it = m_parsedInfos.constFind(key);
+        return it == m_parsedInfos.cend() ? QStringLiteral("(null)") : it->toString();
+    };
+    setBundleValue(BundleKey::infos, QStringLiteral("%1 MiB/sec - %2 minutes left")
+                                             .arg(text(ProgressKey::mibPerSec),
+                                                  text(ProgressKey::etaText)));
+    setBundleValue(BundleKey::percent,
+                   QBTextNumber::toDouble(m_parsedInfos.value(ProgressKey::percent).toString()));
+}
+
+void QBConversionTask::processDidStop()
+{
+    if (!m_bundle)
+        return;
+    m_bundle->remove(BundleKey::task);
+    setBundleValue(BundleKey::infos, terminationStatus() != Success
+                           ? QStringLiteral("Error! Please try again.")
+                           : QStringLiteral("Task completed."));
+    // Done either way, so that the overall progress counts it as complete.
+    setBundleValue(BundleKey::percent, 100.0);
+    if (terminationStatus() == Success) {
+        emit conversionDidFinish({{UserInfoKey::game, m_bundle->value(BundleKey::game)},
+                                  {UserInfoKey::filename, m_bundle->destinationPath()},
+                                  {UserInfoKey::task, QVariant::fromValue<QObject *>(this)}});
+    }
+}
+
+void QBConversionTask::processDidRaiseError()
+{
+    setBundleValue(BundleKey::terminationStatus, terminationStatus());
+    if (QBConversionHandler *handler = QBConversionHandler::shared(); handler && m_bundle)
+        handler->handleConversionErrorForBundle(m_bundle);
+}
+
+void QBConversionTask::cancel()
+{
+    if (isCancelled() || isFinished())
+        return;
+    QBTask::cancel();
+    if (!isExecuting()) {
+        setStatus(CancelledBeforeRun);
+        return;
+    }
+    setStatus(CancelledWhileRunning);
+    setBundleValue(BundleKey::infos, QStringLiteral("Aborting ..."));
+    QProcess *child = process();
+    if (child->state() == QProcess::NotRunning)
+        return;
+    child->terminate();
+#ifdef Q_OS_UNIX
+    if (const qint64 pid = child->processId(); pid > 0)
+        ::kill(pid_t(pid), SIGINT);
+#endif
+    QTimer::singleShot(killDelayMs, child, [child] {
+        if (child->state() != QProcess::NotRunning)
+            child->kill();
+    });
+}

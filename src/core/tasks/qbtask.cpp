@@ -1,0 +1,269 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbtask.h"
+
+#include "app/qbsettings.h"
+#include "gamedata/qbsupportfolder.h"
+#include "qblogging.h"
+
+#include <QProcess>
+#include <QStringDecoder>
+#include <QTimer>
+
+namespace {
+
+inline bool isNewline(char16_t c)
+{
+    switch (c) {
+    case u'\n':
+    case u'\v':
+    case u'\f':
+    case u'\r':
+    case u'\u0085':
+    case u'\u2028':
+    case u'\u2029':
+        return true;
+    default:
+        return false;
+    }
+}
+
+QString quotedArguments(const QStringList &arguments)
+{
+    QStringList quoted;
+    quoted.reserve(arguments.size());
+    for (const QString &argument : arguments) {
+        if (!argument.isEmpty() && !argument.contains(u' ') && !argument.contains(u'"'))
+            quoted.append(argument);
+        else
+            quoted.append(u'"' + QString(argument).replace(u'"', QStringLiteral("\\\"")) + u'"');
+    }
+    return u'(' + quoted.join(QStringLiteral(", ")) + u')';
+}
+
+}
+
+QBTask::QBTask(const QStringList &arguments, int launchPath, QObject *sender, QObject *parent)
+    : QBOperation(parent)
+    , m_arguments(arguments)
+    , m_launchPath(launchPath)
+    , m_process(new QProcess(this))
+    , m_sender(sender)
+{
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    connect(m_process, &QProcess::readyRead, this, &QBTask::readAvailableOutput);
+    connect(m_process, &QProcess::finished, this, &QBTask::processFinished);
+    connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            failToLaunch(m_process->errorString());
+    });
+}
+
+QBTask::~QBTask()
+{
+    // Never leave a tool running behind us, and never let its last signals
+    // reach a task that is half destroyed.
+    m_process->disconnect(this);
+    if (m_process->state() != QProcess::NotRunning) {
+        m_process->kill();
+        m_process->waitForFinished(1000);
+    }
+}
+
+QString QBTask::toolName() const
+{
+    return m_launchPath == 0 ? QStringLiteral("wit") : QStringLiteral("wwt");
+}
+
+void QBTask::main()
+{
+    const QString permissionCommand = m_launchPath == 1 ? QBSettings::permissionCommand() : QString();
+    if (permissionCommand.isEmpty()) {
+        launch();
+        return;
+    }
+    // The permission step must end before the tool starts, but must not
+    // block the event loop; its outcome is not examined.
+    QStringList command = QProcess::splitCommand(permissionCommand);
+    auto *step = new QProcess(this);
+    step->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    step->setStandardOutputFile(QProcess::nullDevice());
+    step->setStandardInputFile(QProcess::nullDevice());
+    auto proceed = [this, step] {
+        step->disconnect(this);
+        step->deleteLater();
+        launch();
+    };
+    connect(step, &QProcess::finished, this, proceed);
+    connect(step, &QProcess::errorOccurred, this, [proceed](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            proceed();
+    });
+    const QString program = command.isEmpty() ? QString() : command.takeFirst();
+    step->start(program, command);
+}
+
+void QBTask::launch()
+{
+    if (isCancelled()) {
+        // Cancelled during the permission step: the tool never runs.
+        endOfOutput();
+        return;
+    }
+    processWillStart();
+    qCInfo(lcTasks).noquote() << "Task started with arguments:" << quotedArguments(m_arguments);
+    const QString program = QBSupportFolder::toolPath(toolName());
+    if (program.isEmpty()) {
+        // Report on the next turn of the event loop, as a real tool would.
+        QTimer::singleShot(0, this, [this] {
+            failToLaunch(QStringLiteral("%1 is not installed").arg(toolName()));
+        });
+        return;
+    }
+    m_process->start(program, m_arguments, QIODevice::ReadOnly);
+}
+
+void QBTask::failToLaunch(const QString &reason)
+{
+    qCWarning(lcTasks).noquote() << "Could not start" << toolName() << "-" << reason;
+    raiseError();
+    endOfOutput();
+}
+
+void QBTask::readAvailableOutput()
+{
+    const QByteArray chunk = m_process->readAll();
+    if (!chunk.isEmpty())
+        readData(chunk);
+}
+
+void QBTask::processFinished()
+{
+    // The output ends with the process; whatever it wrote last is read
+    // before the end is reported.
+    readAvailableOutput();
+    endOfOutput();
+}
+
+void QBTask::readData(const QByteArray &chunk)
+{
+    if (m_reading) {
+        m_pendingChunks.append(chunk);
+        return;
+    }
+    QPointer<QBTask> guard(this);
+    m_reading = true;
+    QByteArray current = chunk;
+    for (;;) {
+        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString text = decoder.decode(current);
+        if (lcToolOutput().isInfoEnabled())
+            qCInfo(lcToolOutput).noquote() << (decoder.hasError() ? QString::fromUtf8(current) : text);
+        if (!decoder.hasError() && !isCancelled())
+            readString(text);
+        if (!guard)
+            return;
+        if (m_pendingChunks.isEmpty())
+            break;
+        current = m_pendingChunks.takeFirst();
+    }
+    m_reading = false;
+    if (m_endPending) {
+        m_endPending = false;
+        endOfOutput();
+    }
+}
+
+void QBTask::readString(QStringView chunk)
+{
+    const QChar *data = chunk.data();
+    const qsizetype size = chunk.size();
+    qsizetype lineStart = 0;
+    for (qsizetype i = 0; i < size; ++i) {
+        if (isNewline(data[i].unicode())) {
+            readLine(QStringView(data + lineStart, i - lineStart));
+            lineStart = i + 1;
+            // A hook may cancel the run (a conversion aborted from its
+            // error alert); nothing more is parsed then.
+            if (isCancelled())
+                return;
+        }
+    }
+    readLine(QStringView(data + lineStart, size - lineStart));
+}
+
+void QBTask::readLine(QStringView line)
+{
+    if (line.startsWith(u'[')) {
+        // A lone "[" names no section; it is not part of the format and is
+        // skipped.
+        if (line.size() < 2)
+            return;
+        m_section = line.sliced(1, line.size() - 2).toString();
+        m_inSection = true;
+        if (m_section == QLatin1String("error"))
+            raiseError();
+        if (!shouldStartSectionWithHeader(m_section)) {
+            m_inSection = false;
+            m_section.clear();
+        }
+        return;
+    }
+    if (!m_inSection) {
+        if (line.startsWith(QLatin1String("!!")))
+            raiseError();
+        return;
+    }
+    if (line.isEmpty()) {
+        const QString section = m_section;
+        endSection(section);
+        m_inSection = false;
+        m_section.clear();
+        return;
+    }
+    // Exactly one "=" and a value that is not empty; the keys and values
+    // that matter contain no "=", so other lines are dropped.
+    const qsizetype equals = line.indexOf(u'=');
+    if (equals < 0 || equals == line.size() - 1 || line.indexOf(u'=', equals + 1) >= 0)
+        return;
+    readKey(line.first(equals), line.sliced(equals + 1), m_section);
+}
+
+void QBTask::raiseError()
+{
+    if (m_terminationStatus != Success)
+        return;
+    m_terminationStatus = ToolError;
+    processDidRaiseError();
+}
+
+void QBTask::endOfOutput()
+{
+    if (m_ended)
+        return;
+    if (m_reading) {
+        m_endPending = true;
+        return;
+    }
+    m_ended = true;
+    QPointer<QBTask> guard(this);
+    if (!isCancelled())
+        processDidStop();
+    if (guard)
+        finish();
+}
+
+void QBTask::processWillStart() { }
+
+bool QBTask::shouldStartSectionWithHeader(const QString &)
+{
+    return false;
+}
+
+void QBTask::readKey(QStringView, QStringView, const QString &) { }
+
+void QBTask::endSection(const QString &) { }
+
+void QBTask::processDidStop() { }
+
+void QBTask::processDidRaiseError() { }

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "qboperation.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+
+class QProcess;
+
+// One run of wit or wwt with one argument list, as a queueable operation.
+// Everything the tool writes, on standard output and standard error alike,
+// is read as it arrives and parsed in the tools' sectioned format:
+//
+//   [name]          opens a section
+//   key=value       a line of the open section
+//   (empty line)    closes it
+//   !! text         outside a section: the tool reports an error
+//
+// Subclasses say which sections they want and receive their lines through
+// the hooks. Whether a run failed is decided from the output alone (an
+// "error" section or a "!!" line outside a section), never from the exit
+// code, since the tools' exit codes do not always agree with what they
+// print.
+class QBTask : public QBOperation
+{
+    Q_OBJECT
+
+public:
+    enum TerminationStatus {
+        Success = 0,
+        ToolError = 1,
+        CancelledBeforeRun = 2,
+        CancelledWhileRunning = 3,
+    };
+
+    // launchPath selects the tool: 0 runs wit, any other value wwt; exactly
+    // 1 also runs the permission step first. The sender is handed back by
+    // subclasses with their results; the task does not own it.
+    QBTask(const QStringList &arguments, int launchPath, QObject *sender, QObject *parent = nullptr);
+    ~QBTask() override;
+
+    const QStringList &arguments() const { return m_arguments; }
+    int launchPath() const { return m_launchPath; }
+    QString toolName() const;
+    int terminationStatus() const { return m_terminationStatus; }
+    QObject *sender() const { return m_sender; }
+    void setSender(QObject *sender) { m_sender = sender; }
+
+    // The reader. One chunk of raw output: decoded as UTF-8 (a chunk that is
+    // not valid UTF-8 is skipped whole), logged, and parsed unless the task
+    // has been cancelled. Public so that the reader can be driven without a
+    // child process.
+    void readData(const QByteArray &chunk);
+    // Parses one decoded chunk. Every newline character (LF, VT, FF, CR,
+    // NEL, LS, PS) ends a line, so CR LF gives an empty line in between and
+    // a chunk ending in a newline ends with an empty line. Nothing is carried
+    // over to the next chunk: a line cut in two by the pipe is read as two
+    // lines, and nothing is trimmed.
+    void readString(QStringView chunk);
+
+protected:
+    void main() override;
+
+    // Hooks, in the order of a run.
+    virtual void processWillStart();
+    virtual bool shouldStartSectionWithHeader(const QString &header);
+    virtual void readKey(QStringView key, QStringView value, const QString &section);
+    virtual void endSection(const QString &section);
+    // The end of the output, unless the task was cancelled.
+    virtual void processDidStop();
+    // The first error that the output shows (terminationStatus went to 1).
+    virtual void processDidRaiseError();
+
+    void setTerminationStatus(int status) { m_terminationStatus = status; }
+    QProcess *process() const { return m_process; }
+
+private:
+    void launch();
+    void readLine(QStringView line);
+    void raiseError();
+    void readAvailableOutput();
+    void processFinished();
+    void failToLaunch(const QString &reason);
+    void endOfOutput();
+
+    QStringList m_arguments;
+    int m_launchPath;
+    QProcess *m_process;
+    QString m_section;
+    bool m_inSection = false;
+    int m_terminationStatus = Success;
+    QPointer<QObject> m_sender;
+
+    // A hook may open a modal dialog whose event loop delivers more output
+    // while an earlier chunk is still being parsed; such chunks, and the end
+    // of output, wait until the current chunk is done, so lines are always
+    // parsed in order.
+    bool m_reading = false;
+    QList<QByteArray> m_pendingChunks;
+    bool m_endPending = false;
+    bool m_ended = false;
+};
