@@ -26,11 +26,6 @@ QStringList QBBrowsingTask::partitionArguments(const QString &path)
             QStringLiteral("--scan-progress"), QStringLiteral("--sections")};
 }
 
-bool QBBrowsingTask::isGameSection(const QString &section)
-{
-    return section == progressFound || section.startsWith(QLatin1String("disc-"));
-}
-
 // wit lists each game in a "progress:found" section while it scans, then
 // repeats them all in "disc-N" sections, which are skipped. wwt prints the
 // partition first ("wbfs-N": free_mib, total_mib) and then its games as
@@ -40,9 +35,11 @@ bool QBBrowsingTask::shouldStartSectionWithHeader(const QString &header)
     if (header == progressFound
         || (header.startsWith(QLatin1String("disc-")) && launchPath() == 1)) {
         m_game = QVariantMap();
+        m_section = Section::Game;
         return true;
     }
     if (header.startsWith(QLatin1String("wbfs-"))) {
+        m_section = Section::Partition;
         m_partitionInfos = QVariantMap();
         m_hasPartitionInfos = true;
         return true;
@@ -50,28 +47,16 @@ bool QBBrowsingTask::shouldStartSectionWithHeader(const QString &header)
     return false;
 }
 
-void QBBrowsingTask::readKey(QStringView key, QStringView value, const QString &section)
+void QBBrowsingTask::readKey(QStringView key, QStringView value, const QString &)
 {
-    if (isGameSection(section)) {
-        for (const QString &gameKey : QBKeySets::gameKeys()) {
-            if (gameKey == key) {
-                m_game.insert(gameKey, value.toString());
-                return;
-            }
-        }
-    } else if (section.startsWith(QLatin1String("wbfs-"))) {
-        for (const QString &partitionKey : QBKeySets::partitionKeys()) {
-            if (partitionKey == key) {
-                m_partitionInfos.insert(partitionKey, value.toString());
-                return;
-            }
-        }
-    }
+    const bool game = m_section == Section::Game;
+    if (const QString *known = QBKeySets::find(game ? QBKeySets::gameKeys() : QBKeySets::partitionKeys(), key))
+        (game ? m_game : m_partitionInfos).insert(*known, value.toString());
 }
 
-void QBBrowsingTask::endSection(const QString &section)
+void QBBrowsingTask::endSection(const QString &)
 {
-    if (isGameSection(section)) {
+    if (m_section == Section::Game) {
         // A game that lacks any of the tool keys is dropped silently.
         if (m_game.size() != QBKeySets::gameKeys().size())
             return;
@@ -86,7 +71,7 @@ void QBBrowsingTask::endSection(const QString &section)
             game.insert(GameKey::filename, QString(game.value(GameKey::filename).toString() + u'/' + id));
         game.insert(GameKey::isOnWBFS, onPartition);
         emit browsingDidFinish({{UserInfoKey::game, game}});
-    } else if (section.startsWith(QLatin1String("wbfs-"))) {
+    } else {
         m_partitionInfos.insert(PartitionKey::freeSize,
                                 QBTextNumber::thousandsFromMib(
                                         m_partitionInfos.take(PartitionKey::freeMib).toString()));

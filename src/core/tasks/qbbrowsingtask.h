@@ -32,8 +32,11 @@ protected:
     void processDidStop() override;
 
 private:
-    static bool isGameSection(const QString &section);
+    // What the open accepted section describes; set once at its header so
+    // that key lines need no name comparison.
+    enum class Section { Game, Partition };
 
+    Section m_section = Section::Game;
     QVariantMap m_game;
     QVariantMap m_partitionInfos;
     bool m_hasPartitionInfos = false;

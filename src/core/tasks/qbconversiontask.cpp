@@ -75,11 +75,9 @@ bool QBConversionTask::shouldStartSectionWithHeader(const QString &header)
 void QBConversionTask::readKey(QStringView key, QStringView value, const QString &section)
 {
     if (section == progressSection) {
-        for (const QString &progressKey : QBKeySets::progressKeys()) {
-            if (progressKey == key) {
-                m_parsedInfos.insert(progressKey, value.toString());
-                return;
-            }
+        if (const QString *known = QBKeySets::find(QBKeySets::progressKeys(), key)) {
+            m_parsedInfos.insert(*known, value.toString());
+            return;
         }
     }
     if (key == ProgressKey::destPath)

@@ -75,14 +75,16 @@ const QStringList &gameKeys();      // filename, id, name, size, region, filetyp
 const QStringList &partitionKeys(); // path, size, free_mib, total_mib
 const QStringList &progressKeys();  // percent, mib-per-sec, eta-text
 
-// The sets are a handful of short strings; a linear scan beats hashing a
-// view into a temporary string on the reader's hot path.
-inline bool contains(const QStringList &set, QStringView key)
+// The set's own string equal to key, or null. The sets are a handful of
+// short strings, so a scan beats hashing a view into a temporary string on
+// the reader's hot path, and storing under the returned string shares its
+// data instead of allocating a new key.
+inline const QString *find(const QStringList &set, QStringView key)
 {
     for (const QString &k : set) {
         if (k == key)
-            return true;
+            return &k;
     }
-    return false;
+    return nullptr;
 }
 }

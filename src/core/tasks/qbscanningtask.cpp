@@ -23,12 +23,8 @@ bool QBScanningTask::shouldStartSectionWithHeader(const QString &header)
 
 void QBScanningTask::readKey(QStringView key, QStringView value, const QString &)
 {
-    for (const QString &partitionKey : QBKeySets::partitionKeys()) {
-        if (partitionKey == key) {
-            m_parsedInfos.insert(partitionKey, value.toString());
-            return;
-        }
-    }
+    if (const QString *known = QBKeySets::find(QBKeySets::partitionKeys(), key))
+        m_parsedInfos.insert(*known, value.toString());
 }
 
 void QBScanningTask::endSection(const QString &)
