@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qblistcommand.h"
+#include "qbtestimages.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+struct Result
+{
+    int exitCode = -1;
+    QList<QByteArray> lines;
+    QByteArray errors;
+
+    QJsonObject object(int i) const { return QJsonDocument::fromJson(lines.at(i)).object(); }
+};
+
+}
+
+class tst_QBListCommand : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void jsonLine();
+    void listsFolder();
+    void listsWbfsFile();
+    void failedListingExitsWithOne();
+    void usageErrors_data();
+    void usageErrors();
+
+private:
+    Result palomet(const QStringList &arguments);
+
+    QTemporaryDir m_dir;
+    QBTestImages::Library m_library;
+};
+
+void tst_QBListCommand::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY2(QBTestImages::makeLibrary(m_dir.path(), &m_library), qPrintable(QBTestImages::lastError()));
+}
+
+// Runs the real program the way a script would: no display at all, and a
+// platform plugin that would abort if anything tried to open a window.
+Result tst_QBListCommand::palomet(const QStringList &arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(u"DISPLAY"_qs);
+    environment.remove(u"WAYLAND_DISPLAY"_qs);
+    environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+    environment.insert(u"XDG_DATA_HOME"_qs, m_dir.filePath(u"data"_qs));
+    environment.insert(u"XDG_CONFIG_HOME"_qs, m_dir.filePath(u"config"_qs));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(PALOMET_PATH), arguments);
+    Result result;
+    if (!process.waitForFinished(30000))
+        return result;
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
+    result.lines = process.readAllStandardOutput().split('\n');
+    if (!result.lines.isEmpty() && result.lines.last().isEmpty())
+        result.lines.removeLast();
+    result.errors = process.readAllStandardError();
+    return result;
+}
+
+void tst_QBListCommand::jsonLine()
+{
+    const QByteArray line = QBListCommand::jsonLine(
+            {{u"size"_qs, 4.7f}, {u"small"_qs, 1.46f}, {u"flag"_qs, true}, {u"title"_qs, u"日本"_qs},
+             {u"nested"_qs, QVariantMap{{u"free"_qs, 12.3f}}}});
+    QCOMPARE(line, QByteArray(R"({"flag":true,"nested":{"free":12.3},"size":4.7,"small":1.46,"title":"日本"})"
+                              "\n"));
+}
+
+void tst_QBListCommand::listsFolder()
+{
+    const Result result = palomet({u"--list"_qs, m_library.folder});
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.lines.size(), m_library.topLevelIds.size() + 1);
+    QStringList ids;
+    for (int i = 0; i < result.lines.size() - 1; ++i) {
+        const QJsonObject game = result.object(i);
+        QCOMPARE(game.keys(), (QStringList{u"coverPath"_qs, u"filename"_qs, u"filetype"_qs, u"id"_qs,
+                                           u"isOnWBFS"_qs, u"region"_qs, u"size"_qs, u"title"_qs}));
+        QVERIFY(game.value(u"size"_qs).isDouble());
+        QCOMPARE(game.value(u"isOnWBFS"_qs).toBool(true), false);
+        QCOMPARE(game.value(u"coverPath"_qs).toString(),
+                 m_dir.filePath(u"data/palomet/covers/"_qs) + game.value(u"id"_qs).toString() + u".png"_qs);
+        ids << game.value(u"id"_qs).toString();
+        if (ids.last() == u"RQBP01"_qs)
+            QVERIFY2(result.lines.at(i).contains("\"size\":4.7,"), result.lines.at(i).constData());
+        if (ids.last() == u"RQFP01"_qs)
+            QCOMPARE(game.value(u"title"_qs).toString(), u"Ça märche – Ünïcödé 日本"_qs);
+    }
+    ids.sort();
+    QCOMPARE(ids, m_library.topLevelIds);
+    QCOMPARE(result.lines.last(), QByteArray(R"({"terminationStatus":0})"));
+}
+
+void tst_QBListCommand::listsWbfsFile()
+{
+    const Result result = palomet({u"--list"_qs, u"--part"_qs, m_library.container});
+    QCOMPARE(result.exitCode, 0);
+    QCOMPARE(result.lines.size(), 4);
+    for (int i = 0; i < 3; ++i) {
+        const QJsonObject game = result.object(i);
+        QCOMPARE(game.value(u"isOnWBFS"_qs).toBool(), true);
+        QCOMPARE(game.value(u"filename"_qs).toString(),
+                 m_library.container + u'/' + game.value(u"id"_qs).toString());
+    }
+    const QJsonObject last = result.object(3);
+    QCOMPARE(last.value(u"terminationStatus"_qs).toInt(-1), 0);
+    const QJsonObject infos = last.value(u"partitionInfos"_qs).toObject();
+    QCOMPARE(infos.keys(), (QStringList{u"NSFileSystemFreeSize"_qs, u"NSFileSystemSize"_qs}));
+    QCOMPARE(infos.value(u"NSFileSystemSize"_qs).toDouble(), 10.2);
+}
+
+void tst_QBListCommand::failedListingExitsWithOne()
+{
+    Result result = palomet({u"--list"_qs, m_dir.filePath(u"nothing here"_qs)});
+    QCOMPARE(result.exitCode, 1);
+    QCOMPARE(result.lines, QList<QByteArray>{R"({"terminationStatus":1})"});
+
+    // A file that is not a WBFS partition.
+    result = palomet({u"--list"_qs, u"--part"_qs, m_library.path(u"Beta [RQBP01].iso"_qs)});
+    QCOMPARE(result.exitCode, 1);
+    QCOMPARE(result.object(result.lines.size() - 1).value(u"terminationStatus"_qs).toInt(), 1);
+}
+
+void tst_QBListCommand::usageErrors_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("no source") << QStringList{u"--list"_qs};
+    QTest::newRow("two sources") << QStringList{u"--list"_qs, u"a"_qs, u"b"_qs};
+    QTest::newRow("unknown option") << QStringList{u"--list"_qs, u"--bogus"_qs, u"a"_qs};
+}
+
+void tst_QBListCommand::usageErrors()
+{
+    QFETCH(QStringList, arguments);
+    const Result result = palomet(arguments);
+    QCOMPARE(result.exitCode, 2);
+    QVERIFY(result.lines.isEmpty());
+    QVERIFY(result.errors.contains("--list"));
+}
+
+QTEST_GUILESS_MAIN(tst_QBListCommand)
+#include "tst_qblistcommand.moc"

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "gamedata/qbsupportfolder.h"
+#include "qbfaketool.h"
+#include "qbtasktestutil.h"
+#include "qbtestimages.h"
+#include "tasks/qbkeys.h"
+
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+class tst_QBBrowsingTask : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+
+    void arguments();
+    void cannedOutput_data();
+    void cannedOutput();
+    void gameRecordShape();
+
+    void listsFolderWithRealWit();
+    void listsFolderRecursively();
+    void listsSingleImage();
+    void listsWbfsFileWithRealWwt();
+    void listsOneGameOfWbfsFile();
+    void missingSourceReportsError();
+    void cancelledListingPostsNoFinal();
+
+private:
+    QTemporaryDir m_dir;
+    QBTestImages::Library m_library;
+};
+
+void tst_QBBrowsingTask::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY2(QBTestImages::makeLibrary(m_dir.path(), &m_library), qPrintable(QBTestImages::lastError()));
+}
+
+void tst_QBBrowsingTask::arguments()
+{
+    QCOMPARE(QBBrowsingTask::folderArguments(u"/a b"_qs, false),
+             (QStringList{u"list"_qs, u"--source"_qs, u"/a b"_qs, u"--scan-progress"_qs, u"--sections"_qs}));
+    QCOMPARE(QBBrowsingTask::folderArguments(u"/a"_qs, true),
+             (QStringList{u"list"_qs, u"--recurse"_qs, u"/a"_qs, u"--scan-progress"_qs, u"--sections"_qs}));
+    QCOMPARE(QBBrowsingTask::partitionArguments(u"/dev/sdb1"_qs),
+             (QStringList{u"list"_qs, u"--part"_qs, u"/dev/sdb1"_qs, u"--scan-progress"_qs,
+                          u"--sections"_qs}));
+}
+
+namespace {
+QString gameSection(const QString &header, const QString &id, const QString &extra = {},
+                    const QString &drop = {})
+{
+    QStringList lines{u"id="_qs + id, u"name=Name "_qs + id, u"title="_qs, u"region=PAL "_qs,
+                      u"size=4699979776"_qs, u"itime=1 2026-11-22"_qs, u"filetype=ISO/WII"_qs,
+                      u"filename=/f/"_qs + id + u".iso"_qs, u"source=/f/"_qs + id + u".iso"_qs};
+    if (!drop.isEmpty())
+        lines.removeIf([&](const QString &line) { return line.startsWith(drop + u'='); });
+    if (!extra.isEmpty())
+        lines << extra;
+    return u'[' + header + u"]\\n"_qs + lines.join(u"\\n"_qs) + u"\\n\\n"_qs;
+}
+const QString partition = u"[wbfs-0]\\nfile=P\\nused_discs=2\\nfree_mib=12345\\ntotal_mib=20480\\n\\n"_qs;
+}
+
+void tst_QBBrowsingTask::cannedOutput_data()
+{
+    QTest::addColumn<int>("launchPath");
+    QTest::addColumn<QString>("output");
+    QTest::addColumn<QStringList>("ids");
+    QTest::addColumn<QStringList>("filenames");
+    QTest::addColumn<bool>("onWBFS");
+    QTest::addColumn<bool>("hasPartitionInfos");
+    QTest::addColumn<int>("status");
+
+    QTest::newRow("wit progress:found")
+            << 0 << gameSection(u"progress:found"_qs, u"RAAP01"_qs) + gameSection(u"disc-0"_qs, u"RAAP01"_qs)
+            << QStringList{u"RAAP01"_qs} << QStringList{u"/f/RAAP01.iso"_qs} << false << false << 0;
+    QTest::newRow("wwt partition first")
+            << 1 << u"\\n"_qs + partition + gameSection(u"disc-0"_qs, u"RAAP01"_qs) + gameSection(u"disc-1"_qs, u"RBBP01"_qs)
+            << QStringList{u"RAAP01"_qs, u"RBBP01"_qs}
+            << QStringList{u"/f/RAAP01.iso/RAAP01"_qs, u"/f/RBBP01.iso/RBBP01"_qs} << true << true << 0;
+    QTest::newRow("wwt partition last")
+            << 1 << gameSection(u"disc-0"_qs, u"RAAP01"_qs) + partition << QStringList{u"RAAP01"_qs}
+            << QStringList{u"/f/RAAP01.iso"_qs} << false << true << 0;
+    QTest::newRow("game without region is dropped")
+            << 0 << gameSection(u"progress:found"_qs, u"RAAP01"_qs, {}, u"region"_qs)
+                    + gameSection(u"progress:found"_qs, u"RBBP01"_qs)
+            << QStringList{u"RBBP01"_qs} << QStringList{u"/f/RBBP01.iso"_qs} << false << false << 0;
+    QTest::newRow("disc sections of another selector are ignored")
+            << 2 << partition + gameSection(u"disc-0"_qs, u"RAAP01"_qs) << QStringList() << QStringList()
+            << false << true << 0;
+    QTest::newRow("game section cut by the end of output")
+            << 0 << gameSection(u"progress:found"_qs, u"RAAP01"_qs).chopped(4) << QStringList()
+            << QStringList() << false << false << 0;
+    QTest::newRow("error keeps the games")
+            << 0 << gameSection(u"progress:found"_qs, u"RAAP01"_qs) + u"!! wit: ERROR #30\\n"_qs
+            << QStringList{u"RAAP01"_qs} << QStringList{u"/f/RAAP01.iso"_qs} << false << false << 1;
+}
+
+void tst_QBBrowsingTask::cannedOutput()
+{
+    QFETCH(int, launchPath);
+    QFETCH(QString, output);
+    QFETCH(QStringList, ids);
+    QFETCH(QStringList, filenames);
+    QFETCH(bool, onWBFS);
+    QFETCH(bool, hasPartitionInfos);
+    QFETCH(int, status);
+
+    QBFakeTool tool;
+    tool.setScript(u"out "_qs + output + u'\n');
+    const Listing listing = browse({u"list"_qs}, launchPath);
+    QCOMPARE(listing.finalPosts, 1);
+    QCOMPARE(listing.ids(), ids);
+    for (int i = 0; i < listing.games.size(); ++i) {
+        QCOMPARE(listing.games[i].value(GameKey::filename).toString(), filenames[i]);
+        QCOMPARE(listing.games[i].value(GameKey::isOnWBFS).toBool(), onWBFS);
+    }
+    QCOMPARE(listing.final.value(UserInfoKey::terminationStatus).toInt(), status);
+    QCOMPARE(listing.final.contains(UserInfoKey::partitionInfos), hasPartitionInfos);
+    if (hasPartitionInfos) {
+        const QVariantMap infos = listing.final.value(UserInfoKey::partitionInfos).toMap();
+        QCOMPARE(infos.value(PartitionKey::freeSize).metaType().id(), int(QMetaType::Float));
+        QCOMPARE(infos.value(PartitionKey::freeSize).toFloat(), 12.3f);
+        QCOMPARE(infos.value(PartitionKey::totalSize).toFloat(), 20.5f);
+        QVERIFY(!infos.contains(PartitionKey::freeMib) && !infos.contains(PartitionKey::totalMib));
+    } else {
+        QCOMPARE(listing.final.keys(), QStringList{UserInfoKey::terminationStatus});
+    }
+}
+
+void tst_QBBrowsingTask::gameRecordShape()
+{
+    QBFakeTool tool;
+    tool.setScript(u"out "_qs + gameSection(u"progress:found"_qs, u"RAAP01"_qs) + u'\n');
+    const Listing listing = browse({u"list"_qs}, 0);
+    QCOMPARE(listing.games.size(), 1);
+    const QVariantMap game = listing.games.first();
+    QCOMPARE(game.keys(), (QStringList{u"coverPath"_qs, u"filename"_qs, u"filetype"_qs, u"id"_qs,
+                                       u"isOnWBFS"_qs, u"region"_qs, u"size"_qs, u"title"_qs}));
+    QCOMPARE(game.value(GameKey::title).toString(), u"Name RAAP01"_qs);
+    QCOMPARE(game.value(GameKey::region).toString(), u"PAL "_qs);
+    QCOMPARE(game.value(GameKey::size).metaType().id(), int(QMetaType::Float));
+    QCOMPARE(game.value(GameKey::size).toFloat(), 4.7f);
+    QCOMPARE(game.value(GameKey::isOnWBFS).metaType().id(), int(QMetaType::Bool));
+    QCOMPARE(game.value(GameKey::coverPath).toString(),
+             tool.supportFolder() + u"/covers/RAAP01.png"_qs);
+}
+
+void tst_QBBrowsingTask::listsFolderWithRealWit()
+{
+    const Listing listing = browse(QBBrowsingTask::folderArguments(m_library.folder, false), 0);
+    QCOMPARE(listing.finalPosts, 1);
+    QCOMPARE(listing.final.value(UserInfoKey::terminationStatus).toInt(), 0);
+    QStringList ids = listing.ids();
+    ids.sort();
+    QCOMPARE(ids, m_library.topLevelIds);
+
+    const QVariantMap beta = listing.game(u"RQBP01"_qs);
+    QCOMPARE(beta.value(GameKey::title).toString(), u"Beta: The Colon"_qs);
+    QCOMPARE(beta.value(GameKey::region).toString(), u"PAL "_qs);
+    QCOMPARE(beta.value(GameKey::filetype).toString(), u"ISO/WII"_qs);
+    QCOMPARE(beta.value(GameKey::size).toFloat(), 4.7f);
+    QCOMPARE(beta.value(GameKey::filename).toString(), m_library.path(u"Beta [RQBP01].iso"_qs));
+    QCOMPARE(beta.value(GameKey::isOnWBFS).toBool(), false);
+
+    QCOMPARE(listing.game(u"GQGE01"_qs).value(GameKey::size).toFloat(), 1.46f);
+    QCOMPARE(listing.game(u"GQGE01"_qs).value(GameKey::filetype).toString(), u"ISO/GC"_qs);
+    QCOMPARE(listing.game(u"RQCJ01"_qs).value(GameKey::region).toString(), u"JAPA"_qs);
+    QCOMPARE(listing.game(u"RQDK01"_qs).value(GameKey::filetype).toString(), u"CISO/WII"_qs);
+    const QVariantMap unicode = listing.game(u"RQFP01"_qs);
+    QCOMPARE(unicode.value(GameKey::title).toString(), u"Ça märche – Ünïcödé 日本"_qs);
+    QCOMPARE(unicode.value(GameKey::filename).toString(), m_library.path(u"Ça märche – 日本 [RQFP01].wdf"_qs));
+}
+
+void tst_QBBrowsingTask::listsFolderRecursively()
+{
+    const Listing listing = browse(QBBrowsingTask::folderArguments(m_library.folder, true), 0);
+    QStringList ids = listing.ids();
+    ids.sort();
+    QCOMPARE(ids, m_library.allIds);
+    QCOMPARE(listing.game(u"RQEE01"_qs).value(GameKey::filename).toString(),
+             m_library.path(u"sub/Echo [RQEE01].wdf"_qs));
+}
+
+void tst_QBBrowsingTask::listsSingleImage()
+{
+    const QString image = m_library.path(u"Charlie [RQCJ01].wia"_qs);
+    const Listing listing = browse(QBBrowsingTask::folderArguments(image, false), 0);
+    QCOMPARE(listing.ids(), QStringList{u"RQCJ01"_qs});
+    QCOMPARE(listing.games.first().value(GameKey::filetype).toString(), u"WIA/WII"_qs);
+    QCOMPARE(listing.games.first().value(GameKey::filename).toString(), image);
+    QCOMPARE(listing.final.value(UserInfoKey::terminationStatus).toInt(), 0);
+}
+
+void tst_QBBrowsingTask::listsWbfsFileWithRealWwt()
+{
+    const Listing listing = browse(QBBrowsingTask::partitionArguments(m_library.container), 1);
+    QCOMPARE(listing.ids(), (QStringList{u"RQAE01"_qs, u"RQBP01"_qs, u"GQGE01"_qs}));
+    for (const QVariantMap &game : listing.games) {
+        QVERIFY(game.value(GameKey::isOnWBFS).toBool());
+        QCOMPARE(game.value(GameKey::filename).toString(),
+                 m_library.container + u'/' + game.value(GameKey::id).toString());
+        QVERIFY(game.value(GameKey::filetype).toString().startsWith(u"WBFS/"_qs));
+    }
+    QCOMPARE(listing.final.value(UserInfoKey::terminationStatus).toInt(), 0);
+    const QVariantMap infos = listing.final.value(UserInfoKey::partitionInfos).toMap();
+    // A 10 GiB file: 10240 MiB in all; the tool prints no path and no size.
+    QCOMPARE(infos.value(PartitionKey::totalSize).toFloat(), 10.2f);
+    QVERIFY(infos.value(PartitionKey::freeSize).toFloat() > 9.0f);
+    QVERIFY(!infos.contains(PartitionKey::path));
+}
+
+void tst_QBBrowsingTask::listsOneGameOfWbfsFile()
+{
+    QStringList arguments = QBBrowsingTask::partitionArguments(m_library.container);
+    arguments << u"--include"_qs << u"RQBP01"_qs;
+    QCOMPARE(browse(arguments, 1).ids(), QStringList{u"RQBP01"_qs});
+}
+
+void tst_QBBrowsingTask::missingSourceReportsError()
+{
+    const Listing folder = browse(QBBrowsingTask::folderArguments(m_dir.filePath(u"missing"_qs), false), 0);
+    QVERIFY(folder.games.isEmpty());
+    QCOMPARE(folder.final.value(UserInfoKey::terminationStatus).toInt(), 1);
+
+    const Listing partition = browse(QBBrowsingTask::partitionArguments(m_library.path(u"Beta [RQBP01].iso"_qs)), 1);
+    QVERIFY(partition.games.isEmpty());
+    QCOMPARE(partition.final.value(UserInfoKey::terminationStatus).toInt(), 1);
+}
+
+void tst_QBBrowsingTask::cancelledListingPostsNoFinal()
+{
+    QBFakeTool tool;
+    tool.setScript(u"out "_qs + gameSection(u"progress:found"_qs, u"RAAP01"_qs)
+                   + u"\npause 300\nout "_qs + gameSection(u"progress:found"_qs, u"RBBP01"_qs) + u'\n');
+    QBBrowsingTask task({u"list"_qs}, 0, nullptr);
+    QList<QVariantMap> posts;
+    connect(&task, &QBBrowsingTask::browsingDidFinish, this, [&](const QVariantMap &info) { posts << info; });
+    QSignalSpy finished(&task, &QBOperation::finished);
+    task.start();
+    QTRY_COMPARE(posts.size(), 1);
+    task.cancel();
+    QVERIFY(finished.wait(5000));
+    QCOMPARE(posts.size(), 1);
+    QVERIFY(posts.first().contains(UserInfoKey::game));
+}
+
+QTEST_GUILESS_MAIN(tst_QBBrowsingTask)
+#include "tst_qbbrowsingtask.moc"

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbfaketool.h"
+#include "qbtasktestutil.h"
+#include "qbtestimages.h"
+#include "tasks/qbkeys.h"
+#include "tasks/qbrecovertask.h"
+#include "tasks/qbremovetask.h"
+#include "tasks/qbrenametask.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+QVariantMap gameRecord(const QString &id, const QString &filename)
+{
+    return {{GameKey::id, id}, {GameKey::filename, filename}};
+}
+
+template<typename Task, typename Signal>
+QList<QVariantList> runTask(Task &task, Signal signal)
+{
+    QSignalSpy posts(&task, signal);
+    QSignalSpy finished(&task, &QBOperation::finished);
+    task.start();
+    if (!task.isFinished())
+        finished.wait(30000);
+    return QList<QVariantList>(posts.begin(), posts.end());
+}
+
+QStringList sortedIds(const Listing &listing)
+{
+    QStringList ids = listing.ids();
+    ids.sort();
+    return ids;
+}
+
+}
+
+class tst_QBEditingTasks : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void removesImageFiles();
+    void failedRemoveStillHandsBackTheList();
+    void removesFromWbfsFile();
+    void removeWithUnknownIdIsAnError();
+    void renamesAndReportsTheToolsPath();
+    void renameOntoExistingFileFails();
+    void renameWithoutMoveSectionHasNoPath();
+    void recoversRemovedGames();
+    void cancelledTasksPostNothing();
+
+private:
+    QString copyOf(const QString &name);
+    QString freshContainer();
+
+    QTemporaryDir m_dir;
+    QBTestImages::Library m_library;
+    QString m_work;
+    int m_round = 0;
+};
+
+void tst_QBEditingTasks::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY2(QBTestImages::makeLibrary(m_dir.path(), &m_library), qPrintable(QBTestImages::lastError()));
+}
+
+void tst_QBEditingTasks::init()
+{
+    m_work = m_dir.filePath(u"work%1"_qs.arg(++m_round));
+    QVERIFY(QDir().mkpath(m_work));
+}
+
+QString tst_QBEditingTasks::copyOf(const QString &name)
+{
+    const QString copy = m_work + u'/' + QFileInfo(name).fileName();
+    QFile::copy(m_library.path(name), copy);
+    return copy;
+}
+
+// Copying would fill in the sparse container; making a new one is quicker.
+QString tst_QBEditingTasks::freshContainer()
+{
+    return QBTestImages::makeWbfsFile(m_work + u"/PART.wbfs"_qs,
+                                      {m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs),
+                                       m_library.path(u"Beta [RQBP01].iso"_qs),
+                                       m_library.path(u"Golf [GQGE01].iso"_qs)});
+}
+
+void tst_QBEditingTasks::removesImageFiles()
+{
+    const QString a = copyOf(u"Delta [RQDK01].ciso"_qs);
+    const QString b = copyOf(u"Ça märche – 日本 [RQFP01].wdf"_qs);
+    const QVariantList games{gameRecord(u"RQDK01"_qs, a), gameRecord(u"RQFP01"_qs, b)};
+    QBRemoveTask task({u"remove"_qs, a, b, u"--sections"_qs}, 0, games, this);
+    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
+    QCOMPARE(posts.size(), 1);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 0);
+    QCOMPARE(info.value(UserInfoKey::removedList).toList(), games);
+    QVERIFY(!QFile::exists(a) && !QFile::exists(b));
+    QCOMPARE(task.sender(), this);
+}
+
+void tst_QBEditingTasks::failedRemoveStillHandsBackTheList()
+{
+    const QString present = copyOf(u"Delta [RQDK01].ciso"_qs);
+    const QString missing = m_work + u"/missing.iso"_qs;
+    const QVariantList games{gameRecord(u"RQDK01"_qs, present), gameRecord(u"RXXX01"_qs, missing)};
+    QBRemoveTask task({u"remove"_qs, present, missing, u"--sections"_qs}, 0, games, nullptr);
+    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
+    QCOMPARE(posts.size(), 1);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 1);
+    QCOMPARE(info.value(UserInfoKey::removedList).toList(), games);
+}
+
+void tst_QBEditingTasks::removesFromWbfsFile()
+{
+    const QString part = freshContainer();
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+    const QVariantList games{gameRecord(u"RQAE01"_qs, part + u"/RQAE01"_qs),
+                             gameRecord(u"GQGE01"_qs, part + u"/GQGE01"_qs)};
+    QBRemoveTask task({u"remove"_qs, u"RQAE01"_qs, u"GQGE01"_qs, u"--part"_qs, part, u"--no-free"_qs,
+                       u"--sections"_qs},
+                      1, games, nullptr);
+    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
+    QCOMPARE(posts.size(), 1);
+    QCOMPARE(posts.first().first().toMap().value(UserInfoKey::terminationStatus).toInt(), 0);
+    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)), QStringList{u"RQBP01"_qs});
+}
+
+void tst_QBEditingTasks::removeWithUnknownIdIsAnError()
+{
+    // wwt removes the known games and then reports the unknown one.
+    const QString part = freshContainer();
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+    QBRemoveTask task({u"remove"_qs, u"RQAE01"_qs, u"RZZZ01"_qs, u"--part"_qs, part, u"--no-free"_qs,
+                       u"--sections"_qs},
+                      1, {}, nullptr);
+    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
+    QCOMPARE(posts.size(), 1);
+    QCOMPARE(posts.first().first().toMap().value(UserInfoKey::terminationStatus).toInt(), 1);
+}
+
+void tst_QBEditingTasks::renamesAndReportsTheToolsPath()
+{
+    const QString old = copyOf(u"sub/Echo [RQEE01].wdf"_qs);
+    const QString requested = m_work + u"/Echo renamed.wdf"_qs;
+    const QVariantMap game = gameRecord(u"RQEE01"_qs, old);
+    QBRenameTask task(game, {u"move"_qs, u"--source"_qs, old, u"--dest"_qs, requested, u"--sections"_qs}, this);
+    QCOMPARE(task.launchPath(), 0);
+    const auto posts = runTask(task, &QBRenameTask::renomationDidFinish);
+    QCOMPARE(posts.size(), 1);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 0);
+    QCOMPARE(info.value(UserInfoKey::game).toMap(), game);
+    QCOMPARE(info.value(UserInfoKey::destinationPath).toString(), requested);
+    QVERIFY(QFile::exists(requested) && !QFile::exists(old));
+}
+
+void tst_QBEditingTasks::renameOntoExistingFileFails()
+{
+    // wit prints only "!!" lines and exits 0 when the new name is taken.
+    const QString old = copyOf(u"Delta [RQDK01].ciso"_qs);
+    const QString taken = copyOf(u"Charlie [RQCJ01].wia"_qs);
+    QBRenameTask task(gameRecord(u"RQDK01"_qs, old),
+                      {u"move"_qs, u"--source"_qs, old, u"--dest"_qs, taken, u"--sections"_qs}, nullptr);
+    const auto posts = runTask(task, &QBRenameTask::renomationDidFinish);
+    QCOMPARE(posts.size(), 1);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 1);
+    QVERIFY(!info.contains(UserInfoKey::destinationPath));
+    QVERIFY(QFile::exists(old));
+}
+
+void tst_QBEditingTasks::renameWithoutMoveSectionHasNoPath()
+{
+    QBFakeTool tool;
+    tool.setScript(u"out [version]\\ndest-path=/not/this\\n\\n[MOVE]\\ndest-path=/first\\ndest-path=/second\\n\\n\n"_qs);
+    QBRenameTask task({}, {u"move"_qs}, nullptr);
+    auto posts = runTask(task, &QBRenameTask::renomationDidFinish);
+    QCOMPARE(posts.first().first().toMap().value(UserInfoKey::destinationPath).toString(), u"/second"_qs);
+
+    tool.setScript(u"out [version]\\ndest-path=/not/this\\n\\n\n"_qs);
+    QBRenameTask bare({}, {u"move"_qs}, nullptr);
+    posts = runTask(bare, &QBRenameTask::renomationDidFinish);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.keys(), (QStringList{UserInfoKey::game, UserInfoKey::terminationStatus}));
+}
+
+void tst_QBEditingTasks::recoversRemovedGames()
+{
+    const QString part = freshContainer();
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+    QVERIFY(QBTestImages::run(u"wwt"_qs, {u"remove"_qs, u"RQBP01"_qs, u"--part"_qs, part, u"--no-free"_qs,
+                                          u"--quiet"_qs}));
+    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)),
+             (QStringList{u"GQGE01"_qs, u"RQAE01"_qs}));
+
+    QBRecoverTask task({u"recover"_qs, part}, 1, this);
+    const auto posts = runTask(task, &QBRecoverTask::recoverDidFinish);
+    QCOMPARE(posts.size(), 1);
+    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)),
+             (QStringList{u"GQGE01"_qs, u"RQAE01"_qs, u"RQBP01"_qs}));
+}
+
+void tst_QBEditingTasks::cancelledTasksPostNothing()
+{
+    QBFakeTool tool;
+    tool.setScript(u"out [MOVE]\\ndest-path=/x\\n\\n\n"_qs);
+    QBRemoveTask remove({u"remove"_qs}, 0, {}, nullptr);
+    QBRenameTask rename({}, {u"move"_qs}, nullptr);
+    QBRecoverTask recover({u"recover"_qs}, 1, nullptr);
+    remove.cancel();
+    QVERIFY(runTask(remove, &QBRemoveTask::removeDidFinish).isEmpty());
+
+    // Cancelled while the tool runs: the output is drained, nothing posted.
+    QSignalSpy renamed(&rename, &QBRenameTask::renomationDidFinish);
+    QSignalSpy renameDone(&rename, &QBOperation::finished);
+    rename.start();
+    rename.cancel();
+    QVERIFY(renameDone.wait(5000));
+    QVERIFY(renamed.isEmpty());
+    QCOMPARE(tool.invocations().size(), 1);
+
+    recover.cancel();
+    QVERIFY(runTask(recover, &QBRecoverTask::recoverDidFinish).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_QBEditingTasks)
+#include "tst_qbeditingtasks.moc"
