@@ -6,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QIcon>
 #include <QLoggingCategory>
 
 #include <cstdio>
@@ -91,6 +92,8 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     setApplicationNames();
     QApplication::setApplicationDisplayName(QStringLiteral("Palomet"));
+    QApplication::setDesktopFileName(QStringLiteral("palomet"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/palomet/icons/palomet.svg")));
     QBStartWindow window;
     window.show();
     return app.exec();
