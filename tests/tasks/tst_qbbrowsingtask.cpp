@@ -16,7 +16,6 @@ class tst_QBBrowsingTask : public QObject
 private slots:
     void initTestCase();
 
-    void arguments();
     void cannedOutput_data();
     void cannedOutput();
     void gameRecordShape();
@@ -38,17 +37,6 @@ void tst_QBBrowsingTask::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY2(QBTestImages::makeLibrary(m_dir.path(), &m_library), qPrintable(QBTestImages::lastError()));
-}
-
-void tst_QBBrowsingTask::arguments()
-{
-    QCOMPARE(QBBrowsingTask::folderArguments(u"/a b"_qs, false),
-             (QStringList{u"list"_qs, u"--source"_qs, u"/a b"_qs, u"--scan-progress"_qs, u"--sections"_qs}));
-    QCOMPARE(QBBrowsingTask::folderArguments(u"/a"_qs, true),
-             (QStringList{u"list"_qs, u"--recurse"_qs, u"/a"_qs, u"--scan-progress"_qs, u"--sections"_qs}));
-    QCOMPARE(QBBrowsingTask::partitionArguments(u"/dev/sdb1"_qs),
-             (QStringList{u"list"_qs, u"--part"_qs, u"/dev/sdb1"_qs, u"--scan-progress"_qs,
-                          u"--sections"_qs}));
 }
 
 namespace {

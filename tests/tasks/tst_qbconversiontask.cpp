@@ -98,7 +98,6 @@ private slots:
     void init();
     void cleanup();
 
-    void creationMarksTheBundle();
     void copiesIntoFolderThatDoesNotExist();
     void copyOptions_data();
     void copyOptions();
@@ -137,17 +136,6 @@ void tst_QBConversionTask::init()
 void tst_QBConversionTask::cleanup()
 {
     QBConversionHandler::setShared(nullptr);
-}
-
-void tst_QBConversionTask::creationMarksTheBundle()
-{
-    QBConversionBundle bundle(waitingBundle(u"a"_qs, u"b"_qs));
-    bundle.setValue(BundleKey::terminationStatus, 7);
-    QBConversionTask task({u"copy"_qs}, 0, &bundle, nullptr);
-    QCOMPARE(bundle.terminationStatus(), 0);
-    QCOMPARE(bundle.task(), &task);
-    QCOMPARE(bundle.value(BundleKey::task).value<QObject *>(), &task);
-    QCOMPARE(task.conversionBundle(), &bundle);
 }
 
 void tst_QBConversionTask::copiesIntoFolderThatDoesNotExist()
@@ -360,7 +348,11 @@ void tst_QBConversionTask::progressSections()
 void tst_QBConversionTask::cancelWhileWaiting()
 {
     QBFakeTool tool;
-    Run run({u"copy"_qs}, 0, waitingBundle(u"src"_qs, u"dst"_qs));
+    QVariantMap values = waitingBundle(u"src"_qs, u"dst"_qs);
+    values.insert(BundleKey::terminationStatus, 7);
+    Run run({u"copy"_qs}, 0, values);
+    QCOMPARE(run.bundle.terminationStatus(), 0);
+    QCOMPARE(run.bundle.task(), &run.task);
     run.task.cancel();
     QCOMPARE(run.task.terminationStatus(), 2);
     QCOMPARE(run.bundle.terminationStatus(), 2);

@@ -48,10 +48,8 @@ private slots:
     void initTestCase();
     void init();
 
-    void removesImageFiles();
-    void failedRemoveStillHandsBackTheList();
-    void removesFromWbfsFile();
-    void removeWithUnknownIdIsAnError();
+    void removes_data();
+    void removes();
     void renamesAndReportsTheToolsPath();
     void renameOntoExistingFileFails();
     void renameWithoutMoveSectionHasNoPath();
@@ -96,60 +94,62 @@ QString tst_QBEditingTasks::freshContainer()
                                        m_library.path(u"Golf [GQGE01].iso"_qs)});
 }
 
-void tst_QBEditingTasks::removesImageFiles()
+void tst_QBEditingTasks::removes_data()
 {
-    const QString a = copyOf(u"Delta [RQDK01].ciso"_qs);
-    const QString b = copyOf(u"Ça märche – 日本 [RQFP01].wdf"_qs);
-    const QVariantList games{gameRecord(u"RQDK01"_qs, a), gameRecord(u"RQFP01"_qs, b)};
-    QBRemoveTask task({u"remove"_qs, a, b, u"--sections"_qs}, 0, games, this);
-    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
-    QCOMPARE(posts.size(), 1);
-    const QVariantMap info = posts.first().first().toMap();
-    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 0);
-    QCOMPARE(info.value(UserInfoKey::removedList).toList(), games);
-    QVERIFY(!QFile::exists(a) && !QFile::exists(b));
-    QCOMPARE(task.sender(), this);
-}
+    QTest::addColumn<int>("launchPath");
+    QTest::addColumn<QStringList>("ids");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QStringList>("remaining");
 
-void tst_QBEditingTasks::failedRemoveStillHandsBackTheList()
-{
-    const QString present = copyOf(u"Delta [RQDK01].ciso"_qs);
-    const QString missing = m_work + u"/missing.iso"_qs;
-    const QVariantList games{gameRecord(u"RQDK01"_qs, present), gameRecord(u"RXXX01"_qs, missing)};
-    QBRemoveTask task({u"remove"_qs, present, missing, u"--sections"_qs}, 0, games, nullptr);
-    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
-    QCOMPARE(posts.size(), 1);
-    const QVariantMap info = posts.first().first().toMap();
-    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 1);
-    QCOMPARE(info.value(UserInfoKey::removedList).toList(), games);
-}
-
-void tst_QBEditingTasks::removesFromWbfsFile()
-{
-    const QString part = freshContainer();
-    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
-    const QVariantList games{gameRecord(u"RQAE01"_qs, part + u"/RQAE01"_qs),
-                             gameRecord(u"GQGE01"_qs, part + u"/GQGE01"_qs)};
-    QBRemoveTask task({u"remove"_qs, u"RQAE01"_qs, u"GQGE01"_qs, u"--part"_qs, part, u"--no-free"_qs,
-                       u"--sections"_qs},
-                      1, games, nullptr);
-    const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
-    QCOMPARE(posts.size(), 1);
-    QCOMPARE(posts.first().first().toMap().value(UserInfoKey::terminationStatus).toInt(), 0);
-    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)), QStringList{u"RQBP01"_qs});
-}
-
-void tst_QBEditingTasks::removeWithUnknownIdIsAnError()
-{
+    QTest::newRow("image files") << 0 << QStringList{u"RQDK01"_qs, u"RQFP01"_qs} << 0 << QStringList();
+    // wit checks every file first and removes none when one is missing.
+    QTest::newRow("image files, one missing") << 0 << QStringList{u"RQDK01"_qs, u"RXXX01"_qs} << 1
+                                              << QStringList{u"RQDK01"_qs};
+    QTest::newRow("wbfs") << 1 << QStringList{u"RQAE01"_qs, u"GQGE01"_qs} << 0 << QStringList{u"RQBP01"_qs};
     // wwt removes the known games and then reports the unknown one.
-    const QString part = freshContainer();
-    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
-    QBRemoveTask task({u"remove"_qs, u"RQAE01"_qs, u"RZZZ01"_qs, u"--part"_qs, part, u"--no-free"_qs,
-                       u"--sections"_qs},
-                      1, {}, nullptr);
+    QTest::newRow("wbfs, one unknown") << 1 << QStringList{u"RQAE01"_qs, u"RXXX01"_qs} << 1
+                                       << QStringList{u"GQGE01"_qs, u"RQBP01"_qs};
+}
+
+void tst_QBEditingTasks::removes()
+{
+    QFETCH(int, launchPath);
+    QFETCH(QStringList, ids);
+    QFETCH(int, status);
+    QFETCH(QStringList, remaining);
+
+    const QHash<QString, QString> files{{u"RQDK01"_qs, u"Delta [RQDK01].ciso"_qs},
+                                        {u"RQFP01"_qs, u"Ça märche – 日本 [RQFP01].wdf"_qs}};
+    const QString part = launchPath ? freshContainer() : QString();
+    QVariantList games;
+    QStringList arguments{u"remove"_qs};
+    for (const QString &id : ids) {
+        const QString filename = launchPath ? part + u'/' + id
+                                            : (files.contains(id) ? copyOf(files.value(id))
+                                                                  : m_work + u"/missing.iso"_qs);
+        games << gameRecord(id, filename);
+        arguments << (launchPath ? id : filename);
+    }
+    if (launchPath)
+        arguments << u"--part"_qs << part << u"--no-free"_qs;
+    arguments << u"--sections"_qs;
+
+    QBRemoveTask task(arguments, launchPath, games, this);
     const auto posts = runTask(task, &QBRemoveTask::removeDidFinish);
     QCOMPARE(posts.size(), 1);
-    QCOMPARE(posts.first().first().toMap().value(UserInfoKey::terminationStatus).toInt(), 1);
+    const QVariantMap info = posts.first().first().toMap();
+    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), status);
+    // The list asked for comes back whole, whatever the tool managed.
+    QCOMPARE(info.value(UserInfoKey::removedList).toList(), games);
+    if (launchPath) {
+        QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)), remaining);
+    } else {
+        for (const QVariant &game : std::as_const(games)) {
+            const QVariantMap record = game.toMap();
+            QCOMPARE(QFile::exists(record.value(GameKey::filename).toString()),
+                     remaining.contains(record.value(GameKey::id).toString()));
+        }
+    }
 }
 
 void tst_QBEditingTasks::renamesAndReportsTheToolsPath()
