@@ -81,41 +81,16 @@ void waitFor(QEventLoop &loop, const bool &done, const char *what)
     loop.exec();
 }
 
-// (a) The tool alone, output to the null device, from start to exit.
-double timeTool(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(QProcess::nullDevice());
-    QEventLoop loop;
-    bool done = false;
-    qint64 elapsed = 0;
-    QElapsedTimer timer;
-    QObject::connect(&process, &QProcess::finished, &loop, [&] {
-        elapsed = timer.nsecsElapsed();
-        done = true;
-        loop.quit();
-    });
-    QObject::connect(&process, &QProcess::errorOccurred, &loop, [&](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
-            fail(QStringLiteral("cannot start %1: %2").arg(program, process.errorString()));
-    });
-    timer.start();
-    process.start(program, arguments);
-    waitFor(loop, done, "wit list");
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        fail(QStringLiteral("wit list exited with %1").arg(process.exitCode()));
-    return double(elapsed) / 1e6;
-}
-
-// (c) The tool through a pipe whose output is read and dropped: what the
+// The tool alone, from start to exit, with its output either sent to the
+// null device (a) or read through a pipe and dropped (c): (c) is what the
 // task pays for the pipe and the event loop before it parses anything.
-double timePipe(const QString &program, const QStringList &arguments)
+double timeTool(const QString &program, const QStringList &arguments, bool throughPipe)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice());
+    if (!throughPipe)
+        process.setStandardOutputFile(QProcess::nullDevice());
     QEventLoop loop;
     bool done = false;
     qint64 elapsed = 0;
@@ -135,8 +110,9 @@ double timePipe(const QString &program, const QStringList &arguments)
     timer.start();
     process.start(program, arguments, QIODevice::ReadOnly);
     waitFor(loop, done, "wit list");
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0 || bytes == 0)
-        fail(QStringLiteral("wit list through a pipe exited with %1").arg(process.exitCode()));
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0
+        || (throughPipe && bytes == 0))
+        fail(QStringLiteral("wit list exited with %1").arg(process.exitCode()));
     return double(elapsed) / 1e6;
 }
 
@@ -223,17 +199,17 @@ int main(int argc, char *argv[])
                 qlonglong(output.toUtf8().size()), qlonglong(listed));
 
     // One untimed run of each, so that none pays for a cold cache.
-    timeTool(wit, arguments);
+    timeTool(wit, arguments, false);
     timeTask(folder.path());
-    timePipe(wit, arguments);
+    timeTool(wit, arguments, true);
 
     std::vector<double> tool;
     std::vector<double> task;
     std::vector<double> pipe;
     for (int i = 0; i < repetitions; ++i) {
-        tool.push_back(timeTool(wit, arguments));
+        tool.push_back(timeTool(wit, arguments, false));
         task.push_back(timeTask(folder.path()));
-        pipe.push_back(timePipe(wit, arguments));
+        pipe.push_back(timeTool(wit, arguments, true));
     }
 
     const double toolMedian = median(tool);
