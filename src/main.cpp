@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qbmessageboxpresenter.h"
 #include "app/qbstartwindow.h"
 #include "app/qblistcommand.h"
 
@@ -94,6 +95,8 @@ int main(int argc, char **argv)
     QApplication::setApplicationDisplayName(QStringLiteral("Palomet"));
     QApplication::setDesktopFileName(QStringLiteral("palomet"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/palomet/icons/palomet.svg")));
+    QBMessageBoxPresenter alerts;
+    QBAlertPresenter::setShared(&alerts);
     QBStartWindow window;
     window.show();
     return app.exec();
