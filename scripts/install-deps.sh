@@ -8,7 +8,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config
     qt6-base-dev qt6-base-dev-tools libgl-dev
-    libqt6svg6
+    libqt6svg6 qt6-multimedia-dev
     wit
 )
 
