@@ -3,6 +3,7 @@
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
+#include "qbconversiontestutil.h"
 #include "qbfaketool.h"
 #include "qbrecordingdesktop.h"
 #include "qbscriptedalerts.h"
@@ -26,28 +27,11 @@ namespace {
 const QString errorMessage = QStringLiteral("An error has been detected while converting '%1' to '%2'.");
 const QString allFinished = QStringLiteral("All conversions have finished.");
 
-QBConversionTask *conversion(const QStringList &arguments, const QString &source, const QString &destination)
-{
-    auto *bundle = new QBConversionBundle({{BundleKey::game, QVariantMap{{GameKey::id, u"RQAE01"_qs}}},
-                                           {BundleKey::sourcePath, source},
-                                           {BundleKey::destinationPath, destination},
-                                           {BundleKey::display, u"Convert '%1'"_qs.arg(source)},
-                                           {BundleKey::percent, 0.0},
-                                           {BundleKey::isWaiting, true},
-                                           {BundleKey::infos, u"Waiting ..."_qs}});
-    return new QBConversionTask(arguments, 0, bundle, nullptr);
-}
-
 QBConversionTask *copy(const QString &source, const QString &destination)
 {
     return conversion({u"copy"_qs, u"--source"_qs, source, u"--dest"_qs, destination, u"--overwrite"_qs,
                        u"--sections"_qs, u"--progress"_qs},
                       source, destination);
-}
-
-QString progress(const QString &percent)
-{
-    return u"out [progress]\\npercent=%1\\nmib-per-sec=1\\neta-text=0:01\\n\\n\n"_qs.arg(percent);
 }
 
 }
@@ -333,7 +317,7 @@ void tst_QBConversionController::cancelsRunningAndWaitingRealConversions()
 void tst_QBConversionController::cancelAllSuspendsTheQueueAndKeepsRunningRows()
 {
     QBFakeTool tool;
-    tool.setScript(progress(u"30"_qs) + u"hang\n"_qs);
+    tool.setScript(progressSection(u"30"_qs) + u"hang\n"_qs);
     QList<QBConversionTask *> tasks;
     for (int i = 0; i < 3; ++i)
         tasks << conversion({u"copy"_qs}, u"src%1"_qs.arg(i), u"dst%1"_qs.arg(i));
@@ -386,7 +370,7 @@ void tst_QBConversionController::toolErrorAnswers()
 
     // The error comes in the middle of the run; the tool goes on after it.
     QBFakeTool tool;
-    tool.setScript(progress(u"10"_qs) + u"out [error]\\ncode=54\\n\\n\npause 200\n"_qs + progress(u"60"_qs)
+    tool.setScript(progressSection(u"10"_qs) + u"out [error]\\ncode=54\\n\\n\npause 200\n"_qs + progressSection(u"60"_qs)
                    + u"pause 1500\n"_qs);
     QBConversionTask *first = conversion({u"copy"_qs}, u"srcA"_qs, u"dstA"_qs);
     QBConversionTask *second = conversion({u"copy"_qs}, u"srcB"_qs, u"dstB"_qs);
@@ -431,12 +415,12 @@ void tst_QBConversionController::badInput_data()
     QTest::addColumn<QStringList>("stillReserved");
 
     QTest::newRow("progress that is not a number")
-            << progress(u"abc"_qs) + u"pause 100\n"_qs << u"dst"_qs << QStringList();
+            << progressSection(u"abc"_qs) + u"pause 100\n"_qs << u"dst"_qs << QStringList();
     QTest::newRow("percent outside 0 to 100")
-            << progress(u"250"_qs) + progress(u"-40"_qs) + progress(u"1e400"_qs) << u"dst"_qs << QStringList();
+            << progressSection(u"250"_qs) + progressSection(u"-40"_qs) + progressSection(u"1e400"_qs) << u"dst"_qs << QStringList();
     // The name asked for stays reserved: nothing is ever written over it.
     QTest::newRow("destination renamed by the tool")
-            << u"out [COPY]\\ndest-path=renamed.wbfs\\n\\n\n"_qs + progress(u"50"_qs) << u"renamed.wbfs"_qs
+            << u"out [COPY]\\ndest-path=renamed.wbfs\\n\\n\n"_qs + progressSection(u"50"_qs) << u"renamed.wbfs"_qs
             << QStringList{u"dst"_qs};
     QTest::newRow("no output at all") << u"exit 3\n"_qs << u"dst"_qs << QStringList();
 }

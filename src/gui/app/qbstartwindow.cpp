@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbstartwindow.h"
 
+#include "conversion/qbconversionsbutton.h"
+
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
 
 QBStartWindow::QBStartWindow(QWidget *parent)
     : QWidget(parent)
+    , m_conversionsButton(new QBConversionsButton(this))
 {
     setWindowTitle(tr("Palomet"));
     auto *layout = new QVBoxLayout(this);
@@ -17,5 +21,9 @@ QBStartWindow::QBStartWindow(QWidget *parent)
     layout->addWidget(title);
     layout->addWidget(text);
     layout->addStretch();
+    auto *bottom = new QHBoxLayout;
+    bottom->addStretch();
+    bottom->addWidget(m_conversionsButton);
+    layout->addLayout(bottom);
     resize(480, 320);
 }

@@ -3,11 +3,19 @@
 
 #include <QWidget>
 
-// The window shown when no source is open.
+class QBConversionsButton;
+
+// The window shown when no source is open. Its conversions button opens
+// the conversions view.
 class QBStartWindow : public QWidget
 {
     Q_OBJECT
 
 public:
     explicit QBStartWindow(QWidget *parent = nullptr);
+
+    QBConversionsButton *conversionsButton() const { return m_conversionsButton; }
+
+private:
+    QBConversionsButton *m_conversionsButton;
 };

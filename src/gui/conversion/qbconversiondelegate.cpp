@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbconversiondelegate.h"
+
+#include "conversion/qbconversionlistmodel.h"
+
+#include <QApplication>
+#include <QIcon>
+#include <QImage>
+#include <QMouseEvent>
+#include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+constexpr int margin = 4;
+constexpr int stopSize = 20;
+
+QIcon stopIcon(const QVariant &stopImage, const QStyle *style)
+{
+    if (stopImage.canConvert<QIcon>()) {
+        const QIcon icon = stopImage.value<QIcon>();
+        if (!icon.isNull())
+            return icon;
+    }
+    if (stopImage.canConvert<QImage>()) {
+        const QImage image = stopImage.value<QImage>();
+        if (!image.isNull())
+            return QIcon(QPixmap::fromImage(image));
+    }
+    return QIcon::fromTheme(QStringLiteral("process-stop"), style->standardIcon(QStyle::SP_BrowserStop));
+}
+
+}
+
+QRect QBConversionDelegate::coverRect(const QRect &row)
+{
+    // Covers are portrait, about 7 wide for 10 high.
+    const int height = row.height() - 2 * margin;
+    return QRect(row.left() + margin, row.top() + margin, height * 7 / 10, height);
+}
+
+QRect QBConversionDelegate::stopButtonRect(const QRect &row)
+{
+    return QRect(row.right() - margin - stopSize + 1, row.center().y() - stopSize / 2, stopSize, stopSize);
+}
+
+QSize QBConversionDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const
+{
+    return QSize(option.rect.width() > 0 ? option.rect.width() : 360, rowHeight);
+}
+
+void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
+                                 const QModelIndex &index) const
+{
+    QStyleOptionViewItem background = option;
+    initStyleOption(&background, index);
+    background.text.clear();
+    background.icon = QIcon();
+    background.features &= ~QStyleOptionViewItem::HasDecoration;
+    const QWidget *widget = option.widget;
+    QStyle *style = widget ? widget->style() : QApplication::style();
+    style->drawControl(QStyle::CE_ItemViewItem, &background, painter, widget);
+
+    painter->save();
+    const QRect row = option.rect;
+    const QRect cover = coverRect(row);
+    const QImage image = index.data(QBConversionListModel::CoverRole).value<QImage>();
+    if (!image.isNull()) {
+        const QImage scaled = image.scaled(cover.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        const QPoint at(cover.left() + (cover.width() - scaled.width()) / 2,
+                        cover.top() + (cover.height() - scaled.height()) / 2);
+        painter->drawImage(at, scaled);
+    }
+
+    const QRect stop = stopButtonRect(row);
+    const int textLeft = cover.right() + 1 + 2 * margin;
+    const QRect text(textLeft, row.top() + margin, stop.left() - 2 * margin - textLeft, row.height() - 2 * margin);
+    const bool selected = option.state & QStyle::State_Selected;
+    painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
+
+    QFont titleFont = option.font;
+    titleFont.setBold(true);
+    const QFontMetrics titleMetrics(titleFont);
+    const QRect title(text.left(), text.top(), text.width(), titleMetrics.height());
+    painter->setFont(titleFont);
+    painter->drawText(title, Qt::AlignLeft | Qt::AlignVCenter,
+                      titleMetrics.elidedText(index.data(QBConversionListModel::DisplayRole).toString(),
+                                              Qt::ElideMiddle, title.width()));
+
+    QFont infoFont = option.font;
+    infoFont.setPointSizeF(std::max(6.0, infoFont.pointSizeF() * 0.85));
+    const QFontMetrics infoMetrics(infoFont);
+    const QRect infos(text.left(), text.bottom() + 1 - infoMetrics.height(), text.width(), infoMetrics.height());
+    painter->setFont(infoFont);
+    painter->drawText(infos, Qt::AlignLeft | Qt::AlignVCenter,
+                      infoMetrics.elidedText(index.data(QBConversionListModel::InfosRole).toString(),
+                                             Qt::ElideRight, infos.width()));
+
+    QStyleOptionProgressBar bar;
+    bar.initFrom(widget);
+    bar.state = option.state | QStyle::State_Horizontal;
+    const int barTop = title.bottom() + 1 + (infos.top() - title.bottom() - 1 - 10) / 2;
+    bar.rect = QRect(text.left(), barTop, text.width(), 10);
+    bar.minimum = 0;
+    bar.maximum = 100;
+    // A tool may print a percentage outside 0 to 100; the bar stays whole.
+    const double percent = index.data(QBConversionListModel::PercentRole).toDouble();
+    bar.progress = std::isfinite(percent) ? int(std::clamp(percent, 0.0, 100.0)) : 0;
+    bar.textVisible = false;
+    style->drawControl(QStyle::CE_ProgressBar, &bar, painter, widget);
+
+    stopIcon(index.data(QBConversionListModel::StopImageRole), style)
+            .paint(painter, stop, Qt::AlignCenter,
+                   option.state & QStyle::State_Enabled ? QIcon::Normal : QIcon::Disabled);
+    painter->restore();
+}
+
+bool QBConversionDelegate::editorEvent(QEvent *event, QAbstractItemModel *model,
+                                       const QStyleOptionViewItem &option, const QModelIndex &index)
+{
+    if (event->type() == QEvent::MouseButtonRelease) {
+        const auto *mouse = static_cast<QMouseEvent *>(event);
+        if (mouse->button() == Qt::LeftButton && stopButtonRect(option.rect).contains(mouse->position().toPoint())) {
+            emit stopClicked(index.row());
+            return true;
+        }
+    }
+    return QStyledItemDelegate::editorEvent(event, model, option, index);
+}

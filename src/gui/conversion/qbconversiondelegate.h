@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QStyledItemDelegate>
+
+// Paints one conversion: its cover, its label, a progress bar on its
+// percentage, its status line and a stop button. A click on the stop
+// button is reported as stopClicked with the row.
+class QBConversionDelegate : public QStyledItemDelegate
+{
+    Q_OBJECT
+
+public:
+    static constexpr int rowHeight = 56;
+
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override;
+
+    // Where a row's parts go, within the row's rectangle.
+    static QRect coverRect(const QRect &row);
+    static QRect stopButtonRect(const QRect &row);
+
+signals:
+    void stopClicked(int row);
+
+protected:
+    bool editorEvent(QEvent *event, QAbstractItemModel *model, const QStyleOptionViewItem &option,
+                     const QModelIndex &index) override;
+};
