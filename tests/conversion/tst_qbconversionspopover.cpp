@@ -13,7 +13,7 @@
 #include "tasks/qboperationqueue.h"
 
 #include <QLabel>
-#include <QListView>
+#include <QTableView>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -82,7 +82,7 @@ void tst_QBConversionsPopover::addWaiting(int count)
 
 QPoint tst_QBConversionsPopover::stopButton(int row) const
 {
-    QListView *table = m_popover->conversionTable();
+    QTableView *table = m_popover->conversionTable();
     return QBConversionDelegate::stopButtonRect(table->visualRect(table->model()->index(row, 0))).center();
 }
 
@@ -132,7 +132,7 @@ void tst_QBConversionsPopover::rowsShowTheirBundles()
     QCOMPARE(m_popover->conversionsTextField()->text(), u"Conversions (40%)"_qs);
 
     // The cover is drawn in its place in the row.
-    QListView *table = m_popover->conversionTable();
+    QTableView *table = m_popover->conversionTable();
     const QRect coverArea = QBConversionDelegate::coverRect(table->visualRect(list->index(1)));
     QTRY_COMPARE(table->viewport()->grab().toImage().pixelColor(coverArea.center()), QColor(Qt::red));
     QVERIFY(table->viewport()->grab().toImage().pixelColor(

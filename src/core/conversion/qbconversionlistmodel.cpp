@@ -8,7 +8,12 @@
 
 namespace {
 
-const QString missingCover = QStringLiteral(":/palomet/images/missingcover.png");
+// Decoded once: every row without a cover shows it, at every repaint.
+const QImage &missingCover()
+{
+    static const QImage image(QStringLiteral(":/palomet/images/missingcover.png"));
+    return image;
+}
 
 QList<int> rolesForKey(const QString &key)
 {
@@ -61,7 +66,7 @@ QVariant QBConversionListModel::data(const QModelIndex &index, int role) const
             if (!image.isNull())
                 return image;
         }
-        return QImage(missingCover);
+        return missingCover();
     }
     case InfosRole:
         return bundle->value(BundleKey::infos).toString();

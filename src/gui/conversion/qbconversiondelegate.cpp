@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QMouseEvent>
 #include <QPainter>
+#include <QPixmapCache>
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +18,23 @@ namespace {
 constexpr int margin = 4;
 constexpr int stopSize = 20;
 
-QIcon stopIcon(const QVariant &stopImage, const QStyle *style)
+// A row repaints at every progress line of its conversion; the cover is
+// scaled once, not each time.
+QPixmap scaledCover(const QImage &cover, const QSize &size)
+{
+    const QString key = QStringLiteral("palomet-cover-%1-%2x%3")
+                                .arg(cover.cacheKey())
+                                .arg(size.width())
+                                .arg(size.height());
+    QPixmap scaled;
+    if (!QPixmapCache::find(key, &scaled)) {
+        scaled = QPixmap::fromImage(cover.scaled(size, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+        QPixmapCache::insert(key, scaled);
+    }
+    return scaled;
+}
+
+QIcon givenStopIcon(const QVariant &stopImage)
 {
     if (stopImage.canConvert<QIcon>()) {
         const QIcon icon = stopImage.value<QIcon>();
@@ -29,7 +46,7 @@ QIcon stopIcon(const QVariant &stopImage, const QStyle *style)
         if (!image.isNull())
             return QIcon(QPixmap::fromImage(image));
     }
-    return QIcon::fromTheme(QStringLiteral("process-stop"), style->standardIcon(QStyle::SP_BrowserStop));
+    return QIcon();
 }
 
 }
@@ -68,15 +85,16 @@ void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &
     const QRect cover = coverRect(row);
     const QImage image = index.data(QBConversionListModel::CoverRole).value<QImage>();
     if (!image.isNull()) {
-        const QImage scaled = image.scaled(cover.size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        const QPixmap scaled = scaledCover(image, cover.size());
         const QPoint at(cover.left() + (cover.width() - scaled.width()) / 2,
                         cover.top() + (cover.height() - scaled.height()) / 2);
-        painter->drawImage(at, scaled);
+        painter->drawPixmap(at, scaled);
     }
 
-    const QRect stop = stopButtonRect(row);
+    const QRect stopRect = stopButtonRect(row);
     const int textLeft = cover.right() + 1 + 2 * margin;
-    const QRect text(textLeft, row.top() + margin, stop.left() - 2 * margin - textLeft, row.height() - 2 * margin);
+    const QRect text(textLeft, row.top() + margin, stopRect.left() - 2 * margin - textLeft,
+                     row.height() - 2 * margin);
     const bool selected = option.state & QStyle::State_Selected;
     painter->setPen(option.palette.color(selected ? QPalette::HighlightedText : QPalette::Text));
 
@@ -111,8 +129,15 @@ void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &
     bar.textVisible = false;
     style->drawControl(QStyle::CE_ProgressBar, &bar, painter, widget);
 
-    stopIcon(index.data(QBConversionListModel::StopImageRole), style)
-            .paint(painter, stop, Qt::AlignCenter,
+    QIcon stop = givenStopIcon(index.data(QBConversionListModel::StopImageRole));
+    if (stop.isNull()) {
+        // Looked up and decoded once; the rows repaint often.
+        if (m_standardStopIcon.isNull())
+            m_standardStopIcon = QIcon::fromTheme(QStringLiteral("process-stop"),
+                                                  style->standardIcon(QStyle::SP_BrowserStop));
+        stop = m_standardStopIcon;
+    }
+    stop.paint(painter, stopRect, Qt::AlignCenter,
                    option.state & QStyle::State_Enabled ? QIcon::Normal : QIcon::Disabled);
     painter->restore();
 }

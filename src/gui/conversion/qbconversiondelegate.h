@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QIcon>
 #include <QStyledItemDelegate>
 
 // Paints one conversion: its cover, its label, a progress bar on its
@@ -28,4 +29,7 @@ signals:
 protected:
     bool editorEvent(QEvent *event, QAbstractItemModel *model, const QStyleOptionViewItem &option,
                      const QModelIndex &index) override;
+
+private:
+    mutable QIcon m_standardStopIcon;
 };

@@ -10,10 +10,11 @@
 #include <QCursor>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QListView>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QHeaderView>
 #include <QScreen>
+#include <QTableView>
 #include <QVBoxLayout>
 
 namespace {
@@ -34,7 +35,7 @@ QPointer<QBConversionsPopover> sharedPopover;
 QBConversionsPopover::QBConversionsPopover(QBConversionController *controller, QWidget *parent)
     : QFrame(parent, Qt::Popup)
     , m_controller(controller)
-    , m_table(new QListView(this))
+    , m_table(new QTableView(this))
     , m_caption(new QLabel(this))
     , m_clear(new QPushButton(QStringLiteral("Clear"), this))
     , m_cancelAll(new QPushButton(QStringLiteral("Cancel all"), this))
@@ -45,7 +46,14 @@ QBConversionsPopover::QBConversionsPopover(QBConversionController *controller, Q
     auto *delegate = new QBConversionDelegate(m_table);
     m_table->setItemDelegate(delegate);
     m_table->setModel(controller->conversionList());
-    m_table->setUniformItemSizes(true);
+    // A one-column table rather than a list view: a change of one row then
+    // repaints that row only, where a list view lays out all its items again.
+    m_table->horizontalHeader()->hide();
+    m_table->horizontalHeader()->setStretchLastSection(true);
+    m_table->verticalHeader()->hide();
+    m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    m_table->verticalHeader()->setDefaultSectionSize(QBConversionDelegate::rowHeight);
+    m_table->setShowGrid(false);
     m_table->setFrameShape(QFrame::NoFrame);
     m_table->setSelectionMode(QAbstractItemView::NoSelection);
     m_table->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);

@@ -6,7 +6,7 @@
 
 class QBConversionController;
 class QLabel;
-class QListView;
+class QTableView;
 class QPushButton;
 
 // The conversions view: a popup anchored next to the control that opened
@@ -31,7 +31,7 @@ public:
     void showNextTo(const QRect &globalAnchor);
     void setConversionPopoverSize();
 
-    QListView *conversionTable() const { return m_table; }
+    QTableView *conversionTable() const { return m_table; }
     QLabel *conversionsTextField() const { return m_caption; }
     QPushButton *clearButton() const { return m_clear; }
     QPushButton *cancelAllButton() const { return m_cancelAll; }
@@ -48,7 +48,7 @@ private:
     void place();
 
     QPointer<QBConversionController> m_controller;
-    QListView *m_table;
+    QTableView *m_table;
     QLabel *m_caption;
     QPushButton *m_clear;
     QPushButton *m_cancelAll;
