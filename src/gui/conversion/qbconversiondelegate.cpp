@@ -34,6 +34,39 @@ QPixmap scaledCover(const QImage &cover, const QSize &size)
     return scaled;
 }
 
+// The style's progress bar, drawn once per width and whole percent: a
+// conversion prints many progress lines for each percent it gains.
+QPixmap progressBar(const QSize &size, int progress, const QStyleOptionViewItem &option, qreal ratio)
+{
+    const bool enabled = option.state & QStyle::State_Enabled;
+    const QString key = QStringLiteral("palomet-progress-%1x%2-%3-%4-%5")
+                                .arg(size.width())
+                                .arg(size.height())
+                                .arg(progress)
+                                .arg(enabled)
+                                .arg(ratio);
+    QPixmap bar;
+    if (QPixmapCache::find(key, &bar))
+        return bar;
+    bar = QPixmap(size * ratio);
+    bar.setDevicePixelRatio(ratio);
+    bar.fill(Qt::transparent);
+    QStyleOptionProgressBar style;
+    style.initFrom(option.widget);
+    style.state = (enabled ? QStyle::State_Enabled : QStyle::State_None) | QStyle::State_Horizontal;
+    style.rect = QRect(QPoint(0, 0), size);
+    style.minimum = 0;
+    style.maximum = 100;
+    style.progress = progress;
+    style.textVisible = false;
+    QPainter painter(&bar);
+    const QWidget *widget = option.widget;
+    (widget ? widget->style() : QApplication::style())->drawControl(QStyle::CE_ProgressBar, &style, &painter, widget);
+    painter.end();
+    QPixmapCache::insert(key, bar);
+    return bar;
+}
+
 QIcon givenStopIcon(const QVariant &stopImage)
 {
     if (stopImage.canConvert<QIcon>()) {
@@ -116,18 +149,12 @@ void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &
                       infoMetrics.elidedText(index.data(QBConversionListModel::InfosRole).toString(),
                                              Qt::ElideRight, infos.width()));
 
-    QStyleOptionProgressBar bar;
-    bar.initFrom(widget);
-    bar.state = option.state | QStyle::State_Horizontal;
     const int barTop = title.bottom() + 1 + (infos.top() - title.bottom() - 1 - 10) / 2;
-    bar.rect = QRect(text.left(), barTop, text.width(), 10);
-    bar.minimum = 0;
-    bar.maximum = 100;
     // A tool may print a percentage outside 0 to 100; the bar stays whole.
     const double percent = index.data(QBConversionListModel::PercentRole).toDouble();
-    bar.progress = std::isfinite(percent) ? int(std::clamp(percent, 0.0, 100.0)) : 0;
-    bar.textVisible = false;
-    style->drawControl(QStyle::CE_ProgressBar, &bar, painter, widget);
+    const int progress = std::isfinite(percent) ? int(std::clamp(percent, 0.0, 100.0)) : 0;
+    painter->drawPixmap(text.left(), barTop,
+                        progressBar(QSize(text.width(), 10), progress, option, painter->device()->devicePixelRatioF()));
 
     QIcon stop = givenStopIcon(index.data(QBConversionListModel::StopImageRole));
     if (stop.isNull()) {
