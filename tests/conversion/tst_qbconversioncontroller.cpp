@@ -53,6 +53,7 @@ private slots:
     void cancelAllSuspendsTheQueueAndKeepsRunningRows();
     void toolErrorAnswers_data();
     void toolErrorAnswers();
+    void batchEndWaitsForTheErrorQuestion();
     void badInput_data();
     void badInput();
 
@@ -406,6 +407,31 @@ void tst_QBConversionController::toolErrorAnswers()
     QVERIFY(m_controller->reservedSourcePaths().isEmpty());
     QVERIFY(m_controller->reservedDestinationPaths().isEmpty());
     QCOMPARE(m_controller->caption(), u"Conversions"_qs);
+}
+
+void tst_QBConversionController::batchEndWaitsForTheErrorQuestion()
+{
+    QBFakeTool tool;
+    tool.setScript(progressSection(u"10"_qs) + u"out [error]\\ncode=54\\n\\n\n"_qs);
+    bool questionOpen = false;
+    bool announcedOverTheQuestion = false;
+    m_alerts->onAlert = [&](const QBAlert &alert) {
+        if (alert.message == allFinished) {
+            announcedOverTheQuestion = questionOpen;
+            return;
+        }
+        // The tool ends, and with it the batch, while the user still reads.
+        questionOpen = true;
+        QTRY_COMPARE(m_controller->numberOfRunningConversions(), 0u);
+        QVERIFY(m_desktop->sounds.isEmpty());
+        questionOpen = false;
+    };
+    m_controller->startConversionTasks({conversion({u"copy"_qs}, u"src"_qs, u"dst"_qs)});
+    QTRY_COMPARE(m_alerts->messages().size(), 2);
+    QCOMPARE(m_alerts->messages().last(), allFinished);
+    QVERIFY(!announcedOverTheQuestion);
+    QCOMPARE(m_desktop->sounds.size(), 1);
+    QCOMPARE(column(QBConversionListModel::InfosRole), QStringList{u"Error! Please try again."_qs});
 }
 
 void tst_QBConversionController::badInput_data()

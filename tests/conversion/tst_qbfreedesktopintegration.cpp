@@ -98,7 +98,6 @@ private slots:
     void notificationReachesTheDaemon();
     void iconAndLauncherProgress();
     void sleepInhibitorIsHeldWhileConverting();
-    void withoutBusNothingHappens();
 
 private:
     QProcess m_daemon;
@@ -198,21 +197,6 @@ void tst_QBFreedesktopIntegration::sleepInhibitorIsHeldWhileConverting()
     desktop.setSleepInhibited(false);
     QTRY_COMPARE(m_login.readEnds.size(), 2);
     QTRY_VERIFY(m_login.released(1));
-    QVERIFY(!desktop.holdsSleepInhibitor());
-}
-
-void tst_QBFreedesktopIntegration::withoutBusNothingHappens()
-{
-    const QDBusConnection none(u"no such bus"_qs);
-    QVERIFY(!none.isConnected());
-    QBFreedesktopIntegration desktop(none, none);
-    desktop.deliverNotification(u"An error occurred."_qs, u"x"_qs);
-    desktop.setSleepInhibited(true);
-    QImage drawn(128, 128, QImage::Format_ARGB32_Premultiplied);
-    drawn.fill(Qt::blue);
-    desktop.setApplicationIconImage(drawn, 10);
-    desktop.restoreApplicationIcon();
-    desktop.setSleepInhibited(false);
     QVERIFY(!desktop.holdsSleepInhibitor());
 }
 

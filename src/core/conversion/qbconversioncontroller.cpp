@@ -212,12 +212,25 @@ void QBConversionController::conversionDidFinish(const QPointer<QBConversionBund
         m_lastProgress = -1;
         updateConversionProgress();
         if (notify) {
-            m_desktop->playSound(beepSound);
-            QBAlert alert;
-            alert.message = QStringLiteral("All conversions have finished.");
-            QBAlertPresenter::run(alert);
+            // Not over an open error question: the batch may end while the
+            // user is still asked what to do about its last error.
+            if (m_openErrorQuestions > 0)
+                m_endOfBatchPending = true;
+            else
+                announceEndOfBatch();
+        } else {
+            m_endOfBatchPending = false;
         }
     }
+}
+
+void QBConversionController::announceEndOfBatch()
+{
+    m_endOfBatchPending = false;
+    m_desktop->playSound(beepSound);
+    QBAlert alert;
+    alert.message = QStringLiteral("All conversions have finished.");
+    QBAlertPresenter::run(alert);
 }
 
 void QBConversionController::releasePaths(const QBConversionBundle *bundle)
@@ -312,7 +325,10 @@ void QBConversionController::askAboutConversionError(QBConversionBundle *bundle)
     alert.defaultButton = QStringLiteral("Continue");
     alert.alternateButton = QStringLiteral("Abort all");
     alert.otherButton = QStringLiteral("Abort");
-    switch (QBAlertPresenter::run(alert)) {
+    ++m_openErrorQuestions;
+    const int answer = QBAlertPresenter::run(alert);
+    --m_openErrorQuestions;
+    switch (answer) {
     case QBAlertAnswer::Alternate:
         cancelAllConversions();
         break;
@@ -325,6 +341,8 @@ void QBConversionController::askAboutConversionError(QBConversionBundle *bundle)
     default:
         break;
     }
+    if (m_openErrorQuestions == 0 && m_endOfBatchPending && m_numberOfRunningConversions == 0)
+        announceEndOfBatch();
 }
 
 void QBConversionController::updateConversionListNotEmpty()

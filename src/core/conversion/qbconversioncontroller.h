@@ -109,6 +109,7 @@ private:
     void setNumberOfRunningConversions(uint count);
     void setCaption(const QString &caption);
     void releasePaths(const QBConversionBundle *bundle);
+    void announceEndOfBatch();
 
     std::unique_ptr<QBDesktopIntegration> m_ownDesktop;
     QBDesktopIntegration *m_desktop;
@@ -122,6 +123,8 @@ private:
     qint64 m_lastProgress = -1;
     qint64 m_conversionsStartedAfterLastReset = 0;
     QHash<const QObject *, QMetaObject::Connection> m_percentObservers;
+    int m_openErrorQuestions = 0;
+    bool m_endOfBatchPending = false;
 
     bool m_conversionListNotEmpty = false;
     uint m_conversionProgress = 0;
