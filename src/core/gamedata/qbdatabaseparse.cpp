@@ -2,16 +2,20 @@
 #include "qbdatabaseparse.h"
 
 #include "qblogging.h"
-#include "tasks/qbtextnumber.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QFutureWatcher>
+#include <QVarLengthArray>
 #include <QtConcurrent>
 
 #include <pugixml.hpp>
 
+#include <algorithm>
+#include <charconv>
 #include <cstring>
+#include <iterator>
+#include <limits>
 #include <string>
 
 namespace {
@@ -46,30 +50,104 @@ QString stringValue(const pugi::xml_node &node)
     return QString::fromUtf8(text);
 }
 
+// Joins as it goes: list gets ", " and the item, or just the item when it
+// is still null (a first item may be empty, so null marks "no item yet").
+void appendItem(QString &list, const QString &item)
+{
+    if (list.isNull()) {
+        list = item.isNull() ? QString(u""_qs) : item;
+    } else {
+        list += u", ";
+        list += item;
+    }
+}
+
+// Whether the element's string value would be non-empty, without making it.
+bool hasText(const pugi::xml_node &node)
+{
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling()) {
+        if ((isText(child) && child.value()[0] != '\0')
+            || (child.type() == pugi::node_element && hasText(child)))
+            return true;
+    }
+    return false;
+}
+
 QString attribute(const pugi::xml_node &node, const char *name)
 {
     return QString::fromUtf8(node.attribute(name).value());
 }
 
+// The forgiving integer reading of the tools' numbers (leading blanks and
+// a plus sign skipped, the leading digits taken, anything else 0), done on
+// the UTF-8 text in place since it runs twice per game.
 int integerAttribute(const pugi::xml_node &node, const char *name)
 {
-    return int(QBTextNumber::toInteger(attribute(node, name)));
+    const char *text = node.attribute(name).value();
+    while (*text == ' ' || *text == '\t' || *text == '\n')
+        ++text;
+    if (*text == '+')
+        ++text;
+    const char *end = text + (*text == '-');
+    while (*end >= '0' && *end <= '9')
+        ++end;
+    qint64 value = 0;
+    const auto result = std::from_chars(text, end, value);
+    if (result.ec == std::errc::result_out_of_range)
+        value = *text == '-' ? std::numeric_limits<int>::min() : std::numeric_limits<int>::max();
+    else if (result.ec != std::errc())
+        value = 0;
+    return int(std::clamp<qint64>(value, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
 }
 
 // Record keys that every game repeats share one string each.
 const QString &recordKey(const char *name)
 {
     static const QString *const known[] = {
-            &DatabaseKey::id, &DatabaseKey::developer, &DatabaseKey::genre, &DatabaseKey::languages,
-            &DatabaseKey::publisher, &DatabaseKey::region, &DatabaseKey::title, &DatabaseKey::synopsis,
+            &DatabaseKey::title, &DatabaseKey::synopsis, &DatabaseKey::id, &DatabaseKey::region,
+            &DatabaseKey::languages, &DatabaseKey::developer, &DatabaseKey::publisher, &DatabaseKey::genre,
     };
-    static thread_local QString other;
-    for (const QString *key : known) {
-        if (*key == QLatin1String(name))
-            return *key;
+    static const char *const knownNames[] = {"title", "synopsis", "id", "region",
+                                             "languages", "developer", "publisher", "genre"};
+    for (size_t i = 0; i < std::size(knownNames); ++i) {
+        if (std::strcmp(name, knownNames[i]) == 0)
+            return *known[i];
     }
+    static thread_local QString other;
     other = QString::fromUtf8(name);
     return other;
+}
+
+enum class Element { Text, Locale, Date, Input, WiFi, Rating, Other };
+
+Element classify(const char *name)
+{
+    switch (name[0]) {
+    case 'l':
+        if (!std::strcmp(name, "locale"))
+            return Element::Locale;
+        return !std::strcmp(name, "languages") ? Element::Text : Element::Other;
+    case 'i':
+        if (!std::strcmp(name, "id"))
+            return Element::Text;
+        return !std::strcmp(name, "input") ? Element::Input : Element::Other;
+    case 'd':
+        if (!std::strcmp(name, "developer"))
+            return Element::Text;
+        return !std::strcmp(name, "date") ? Element::Date : Element::Other;
+    case 'g':
+        return !std::strcmp(name, "genre") ? Element::Text : Element::Other;
+    case 'p':
+        return !std::strcmp(name, "publisher") ? Element::Text : Element::Other;
+    case 'r':
+        if (!std::strcmp(name, "region"))
+            return Element::Text;
+        return !std::strcmp(name, "rating") ? Element::Rating : Element::Other;
+    case 'w':
+        return !std::strcmp(name, "wi-fi") ? Element::WiFi : Element::Other;
+    default:
+        return Element::Other;
+    }
 }
 
 // "year-month-day 00:00:00 +0000" read as a date: three whole numbers,
@@ -97,14 +175,151 @@ std::optional<QDateTime> readDate(const pugi::xml_node &node)
     return date.startOfDay(Qt::UTC);
 }
 
-// Rank of a code in the preference list; codes not listed come after all
-// listed ones and tie with each other.
-qsizetype rank(const QStringList &languages, const QString &code)
+// The preference list, also as UTF-8 for comparing with the document's
+// bytes in place.
+struct Preferences
 {
-    if (code.isNull())
-        return languages.size();
-    const qsizetype index = languages.indexOf(code);
-    return index < 0 ? languages.size() : index;
+    explicit Preferences(const QStringList &languages)
+        : list(languages)
+    {
+        for (const QString &language : languages)
+            utf8 << language.toUtf8();
+    }
+    QStringList list;
+    QList<QByteArray> utf8;
+};
+
+// Rank of a locale's lang attribute, lower-cased, in the preference list;
+// codes not listed come after all listed ones and tie with each other.
+qsizetype rank(const Preferences &preferences, const char *lang)
+{
+    char lower[32];
+    size_t length = 0;
+    for (; lang[length] != '\0'; ++length) {
+        const unsigned char c = static_cast<unsigned char>(lang[length]);
+        if (length == sizeof lower || c >= 0x80) {
+            // Long or not ASCII: the general lower-casing.
+            const qsizetype index = preferences.list.indexOf(QString::fromUtf8(lang).toLower());
+            return index < 0 ? preferences.list.size() : index;
+        }
+        lower[length] = char(c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c);
+    }
+    const QByteArrayView code(lower, qsizetype(length));
+    for (qsizetype i = 0; i < preferences.utf8.size(); ++i) {
+        if (preferences.utf8.at(i) == code)
+            return i;
+    }
+    return preferences.list.size();
+}
+
+std::optional<QVariantMap> gameRecord(const pugi::xml_node &game, const Preferences &preferences)
+{
+    // A locale is chosen when it ranks strictly better than the one chosen
+    // before it, so the chosen ones follow from the locales alone. Knowing
+    // them first spares converting a text that a later chosen locale
+    // replaces anyway (most games list English before the user's language).
+    QVarLengthArray<pugi::xml_node, 4> chosen;
+    qsizetype bestRank = preferences.list.size();
+    for (pugi::xml_node locale = game.first_child(); locale; locale = locale.next_sibling()) {
+        if (locale.type() != pugi::node_element || classify(locale.name()) != Element::Locale)
+            continue;
+        const qsizetype localeRank = rank(preferences, locale.attribute("lang").value());
+        if (localeRank < bestRank) {
+            bestRank = localeRank;
+            chosen.append(locale);
+        }
+    }
+    const auto replacedLater = [&chosen](qsizetype index, const char *key) {
+        for (qsizetype later = index + 1; later < chosen.size(); ++later) {
+            for (pugi::xml_node entry = chosen[later].child(key); entry; entry = entry.next_sibling(key)) {
+                if (hasText(entry))
+                    return true;
+            }
+        }
+        return false;
+    };
+
+    QVariantMap record;
+    qsizetype nextChosen = 0;
+    for (pugi::xml_node child = game.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element)
+            continue;
+        const char *name = child.name();
+        switch (classify(name)) {
+        case Element::Text: {
+            QString text = stringValue(child);
+            if (!text.isEmpty())
+                record.insert(recordKey(name), std::move(text));
+            break;
+        }
+        case Element::Locale: {
+            if (nextChosen == chosen.size() || chosen[nextChosen] != child)
+                break;
+            const qsizetype index = nextChosen++;
+            record.insert(DatabaseKey::lang, attribute(child, "lang").toLower());
+            for (pugi::xml_node entry = child.first_child(); entry; entry = entry.next_sibling()) {
+                if (entry.type() != pugi::node_element || replacedLater(index, entry.name()))
+                    continue;
+                QString text = stringValue(entry);
+                if (!text.isEmpty())
+                    record.insert(recordKey(entry.name()), std::move(text));
+            }
+            break;
+        }
+        case Element::Date: {
+            const std::optional<QDateTime> date = readDate(child);
+            if (!date)
+                return std::nullopt;
+            record.insert(DatabaseKey::date, *date);
+            break;
+        }
+        case Element::Input: {
+            record.insert(DatabaseKey::players, integerAttribute(child, "players"));
+            QString required;
+            QString optional;
+            for (pugi::xml_node control = child.first_child(); control; control = control.next_sibling()) {
+                if (control.type() != pugi::node_element)
+                    continue;
+                const pugi::xml_attribute type = control.attribute("type");
+                if (!type)
+                    return std::nullopt;
+                const bool isRequired = std::strcmp(control.attribute("required").value(), "true") == 0;
+                appendItem(isRequired ? required : optional, QString::fromUtf8(type.value()));
+            }
+            if (!required.isNull())
+                record.insert(DatabaseKey::requirements, required);
+            if (!optional.isNull())
+                record.insert(DatabaseKey::optionalControls, optional);
+            break;
+        }
+        case Element::WiFi: {
+            record.insert(DatabaseKey::wifiPlayers, integerAttribute(child, "players"));
+            QString features;
+            for (pugi::xml_node feature = child.first_child(); feature; feature = feature.next_sibling()) {
+                if (feature.type() == pugi::node_element)
+                    appendItem(features, stringValue(feature));
+            }
+            if (!features.isNull())
+                record.insert(DatabaseKey::wifiFeatures, features);
+            break;
+        }
+        case Element::Rating: {
+            const pugi::xml_attribute value = child.attribute("value");
+            if (value.value()[0] != '\0') {
+                const pugi::xml_attribute type = child.attribute("type");
+                // A missing type prints as a missing object does.
+                const QString typeText = type ? QString::fromUtf8(type.value()) : QStringLiteral("(null)");
+                record.insert(DatabaseKey::rating, QString(typeText + u' ' + QString::fromUtf8(value.value())));
+            }
+            break;
+        }
+        case Element::Other:
+            break;
+        }
+    }
+    if (record.value(DatabaseKey::id).toString().isEmpty())
+        return std::nullopt;
+    return record;
 }
 
 }
@@ -159,11 +374,12 @@ std::optional<QBDatabase> QBDatabaseParse::parse(const QString &path, const QStr
         qCInfo(lcGameData).noquote() << "Title database not loaded:" << path << loaded.description();
         return std::nullopt;
     }
+    const Preferences preferences(languages);
     QBDatabase database;
     const pugi::xml_node root = document.document_element();
     for (pugi::xml_node child = root.first_child(); child; child = child.next_sibling()) {
         if (child.type() == pugi::node_element && std::strcmp(child.name(), "game") == 0) {
-            std::optional<QVariantMap> record = dictionaryForGameNode(child, languages);
+            std::optional<QVariantMap> record = gameRecord(child, preferences);
             if (!record) {
                 qCInfo(lcGameData) << "Title database parse ended at offset"
                                    << child.offset_debug() << "by a game it cannot store";
@@ -181,72 +397,5 @@ std::optional<QBDatabase> QBDatabaseParse::parse(const QString &path, const QStr
 std::optional<QVariantMap> QBDatabaseParse::dictionaryForGameNode(const pugi::xml_node &game,
                                                                   const QStringList &languages)
 {
-    QVariantMap record;
-    for (pugi::xml_node child = game.first_child(); child; child = child.next_sibling()) {
-        if (child.type() != pugi::node_element)
-            continue;
-        const char *name = child.name();
-        if (!std::strcmp(name, "id") || !std::strcmp(name, "developer") || !std::strcmp(name, "genre")
-            || !std::strcmp(name, "languages") || !std::strcmp(name, "publisher")
-            || !std::strcmp(name, "region")) {
-            QString text = stringValue(child);
-            if (!text.isEmpty())
-                record.insert(recordKey(name), std::move(text));
-        } else if (!std::strcmp(name, "locale")) {
-            const QString code = attribute(child, "lang").toLower();
-            const QString current = record.value(DatabaseKey::lang).toString();
-            if (rank(languages, code) >= rank(languages, current))
-                continue;
-            record.insert(DatabaseKey::lang, code);
-            for (pugi::xml_node entry = child.first_child(); entry; entry = entry.next_sibling()) {
-                if (entry.type() != pugi::node_element)
-                    continue;
-                QString text = stringValue(entry);
-                if (!text.isEmpty())
-                    record.insert(recordKey(entry.name()), std::move(text));
-            }
-        } else if (!std::strcmp(name, "date")) {
-            const std::optional<QDateTime> date = readDate(child);
-            if (!date)
-                return std::nullopt;
-            record.insert(DatabaseKey::date, *date);
-        } else if (!std::strcmp(name, "input")) {
-            record.insert(DatabaseKey::players, integerAttribute(child, "players"));
-            QStringList required;
-            QStringList optional;
-            for (pugi::xml_node control = child.first_child(); control; control = control.next_sibling()) {
-                if (control.type() != pugi::node_element)
-                    continue;
-                const pugi::xml_attribute type = control.attribute("type");
-                if (!type)
-                    return std::nullopt;
-                const bool isRequired = std::strcmp(control.attribute("required").value(), "true") == 0;
-                (isRequired ? required : optional) << QString::fromUtf8(type.value());
-            }
-            if (!required.isEmpty())
-                record.insert(DatabaseKey::requirements, required.join(QStringLiteral(", ")));
-            if (!optional.isEmpty())
-                record.insert(DatabaseKey::optionalControls, optional.join(QStringLiteral(", ")));
-        } else if (!std::strcmp(name, "wi-fi")) {
-            record.insert(DatabaseKey::wifiPlayers, integerAttribute(child, "players"));
-            QStringList features;
-            for (pugi::xml_node feature = child.first_child(); feature; feature = feature.next_sibling()) {
-                if (feature.type() == pugi::node_element)
-                    features << stringValue(feature);
-            }
-            if (!features.isEmpty())
-                record.insert(DatabaseKey::wifiFeatures, features.join(QStringLiteral(", ")));
-        } else if (!std::strcmp(name, "rating")) {
-            const pugi::xml_attribute value = child.attribute("value");
-            if (value.value()[0] != '\0') {
-                const pugi::xml_attribute type = child.attribute("type");
-                // A missing type prints as a missing object does.
-                const QString typeText = type ? QString::fromUtf8(type.value()) : QStringLiteral("(null)");
-                record.insert(DatabaseKey::rating, QString(typeText + u' ' + QString::fromUtf8(value.value())));
-            }
-        }
-    }
-    if (record.value(DatabaseKey::id).toString().isEmpty())
-        return std::nullopt;
-    return record;
+    return gameRecord(game, Preferences(languages));
 }
