@@ -9,6 +9,7 @@ packages=(
     build-essential cmake ninja-build pkg-config
     qt6-base-dev qt6-base-dev-tools libgl-dev
     libqt6svg6 qt6-multimedia-dev
+    libpugixml-dev unzip
     dbus-daemon
     wit
 )

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qblistcommand.h"
 #include "app/qbmessageboxpresenter.h"
 #include "app/qbstartwindow.h"
-#include "app/qblistcommand.h"
+#include "gamedata/qbdownloadwindow.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbgamedatamenus.h"
+#include "gamedata/qblanguages.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -39,6 +43,21 @@ int usageError(const QCommandLineParser &parser, const QString &message)
     return 2;
 }
 
+const QCommandLineOption &languagesOption()
+{
+    static const QCommandLineOption option(QStringLiteral("languages"),
+                                           QStringLiteral("Preferred languages for this run, best first."),
+                                           QStringLiteral("codes,..."));
+    return option;
+}
+
+// --languages replaces the "languages" setting for this run only.
+void applyLanguages(const QCommandLineParser &parser)
+{
+    if (parser.isSet(languagesOption()))
+        QBLanguages::setOverride(parser.value(languagesOption()).split(u',', Qt::SkipEmptyParts));
+}
+
 int runHeadless(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
@@ -56,7 +75,9 @@ int runHeadless(int argc, char **argv)
                                         QStringLiteral("Print the games of a source as JSON lines."));
     const QCommandLineOption partOption(QStringLiteral("part"),
                                         QStringLiteral("The source is a WBFS partition or WBFS file."));
-    parser.addOptions({listOption, partOption});
+    const QCommandLineOption databaseOption(QStringLiteral("database"),
+                                            QStringLiteral("The source is the installed title database."));
+    parser.addOptions({listOption, partOption, databaseOption, languagesOption()});
     parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("The source to list."));
     if (!parser.parse(app.arguments()))
         return usageError(parser, parser.errorText());
@@ -71,15 +92,25 @@ int runHeadless(int argc, char **argv)
     const QStringList paths = parser.positionalArguments();
     if (!parser.isSet(listOption))
         return usageError(parser, QStringLiteral("this command is not available yet"));
-    if (paths.size() != 1)
+    const bool database = parser.isSet(databaseOption);
+    if (database && (parser.isSet(partOption) || !paths.isEmpty()))
+        return usageError(parser, QStringLiteral("--list --database takes no other source"));
+    if (!database && paths.size() != 1)
         return usageError(parser, QStringLiteral("--list needs exactly one source"));
 
+    applyLanguages(parser);
+    QBGameCenter gameCenter;
     QFile out;
     out.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    QFile errors;
+    errors.open(stderr, QIODevice::WriteOnly | QIODevice::Unbuffered);
     QBListCommand command(&out);
     QObject::connect(&command, &QBListCommand::finished, &app, &QCoreApplication::exit,
                      Qt::QueuedConnection);
-    command.start(paths.first(), parser.isSet(partOption));
+    if (database)
+        command.startDatabase(&errors);
+    else
+        command.start(paths.first(), parser.isSet(partOption));
     return app.exec();
 }
 
@@ -95,9 +126,25 @@ int main(int argc, char **argv)
     QApplication::setApplicationDisplayName(QStringLiteral("Palomet"));
     QApplication::setDesktopFileName(QStringLiteral("palomet"));
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/palomet/icons/palomet.svg")));
+    QCommandLineParser parser;
+    parser.addOption(languagesOption());
+    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("Sources to open."));
+    if (!parser.parse(app.arguments()))
+        return usageError(parser, parser.errorText());
+    applyLanguages(parser);
+
     QBMessageBoxPresenter alerts;
     QBAlertPresenter::setShared(&alerts);
+    // The database parse starts here and ends off the event loop; the
+    // window shows at once.
+    QBGameCenter gameCenter;
+    QBGameDataMenus menus(&gameCenter);
+    QBDownloadWindow downloadWindow(&gameCenter);
     QBStartWindow window;
+    // Until documents bring their own menu bar, the download commands are
+    // offered on the start window's context menu.
+    window.addActions(menus.downloadActions());
+    window.setContextMenuPolicy(Qt::ActionsContextMenu);
     window.show();
     return app.exec();
 }

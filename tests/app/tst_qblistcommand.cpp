@@ -2,6 +2,8 @@
 #include "app/qblistcommand.h"
 #include "qbtestimages.h"
 
+#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -32,11 +34,15 @@ private slots:
     void listsFolder();
     void listsWbfsFile();
     void failedListingExitsWithOne();
+    void listsDatabase_data();
+    void listsDatabase();
+    void mergesDatabaseRecords();
     void usageErrors_data();
     void usageErrors();
 
 private:
     Result palomet(const QStringList &arguments);
+    bool installDatabase(const QByteArray &xml);
 
     QTemporaryDir m_dir;
     QBTestImages::Library m_library;
@@ -136,12 +142,89 @@ void tst_QBListCommand::failedListingExitsWithOne()
     QCOMPARE(result.object(result.lines.size() - 1).value(u"terminationStatus"_qs).toInt(), 1);
 }
 
+bool tst_QBListCommand::installDatabase(const QByteArray &xml)
+{
+    const QString path = m_dir.filePath(u"data/palomet/wiitdb.xml"_qs);
+    QFile::remove(path);
+    if (xml.isNull())
+        return true;
+    QDir().mkpath(m_dir.filePath(u"data/palomet"_qs));
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(xml) == xml.size();
+}
+
+namespace {
+const QByteArray database = R"(<datafile><WiiTDB version="1"/>
+<game><id>RQBP01</id><region>PAL</region><locale lang="EN"><title>Beta - database</title></locale>
+<locale lang="FR"><title>Bêta</title></locale><date year="2009" month="3" day="7"/><input players="2"/></game>
+<game><id>AAAE01</id><region>NTSC-U</region></game>
+</datafile>)";
+}
+
+// Records by ID, in the languages of the run; nothing on standard output
+// when there is no database to list.
+void tst_QBListCommand::listsDatabase_data()
+{
+    QTest::addColumn<QByteArray>("xml");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QList<QByteArray>>("lines");
+
+    const QStringList list{u"--list"_qs, u"--database"_qs};
+    QTest::newRow("installed")
+            << database << list + QStringList{u"--languages"_qs, u"de,en"_qs} << 0
+            << QList<QByteArray>{R"({"id":"AAAE01","region":"NTSC-U"})",
+                                 R"({"date":"2009-03-07","id":"RQBP01","lang":"en","players":2,"region":"PAL","title":"Beta - database"})"};
+    QTest::newRow("another language") << database << list + QStringList{u"--languages"_qs, u"fr"_qs} << 0
+                                      << QList<QByteArray>{R"({"id":"AAAE01","region":"NTSC-U"})",
+                                                           R"({"date":"2009-03-07","id":"RQBP01","lang":"fr","players":2,"region":"PAL","title":"Bêta"})"};
+    QTest::newRow("none installed") << QByteArray() << list << 1 << QList<QByteArray>();
+    QTest::newRow("malformed") << database.left(120) << list << 1 << QList<QByteArray>();
+}
+
+void tst_QBListCommand::listsDatabase()
+{
+    QFETCH(QByteArray, xml);
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QList<QByteArray>, lines);
+
+    QVERIFY(installDatabase(xml));
+    const Result result = palomet(arguments);
+    installDatabase(QByteArray());
+    QCOMPARE(result.exitCode, exitCode);
+    QCOMPARE(result.lines, lines);
+    QCOMPARE(result.errors.contains("title database"), exitCode != 0);
+}
+
+void tst_QBListCommand::mergesDatabaseRecords()
+{
+    QVERIFY(installDatabase(database));
+    const Result result = palomet({u"--list"_qs, u"--languages"_qs, u"fr"_qs, m_library.folder});
+    installDatabase(QByteArray());
+    QCOMPARE(result.exitCode, 0);
+    bool seen = false;
+    for (int i = 0; i < result.lines.size() - 1; ++i) {
+        const QJsonObject game = result.object(i);
+        if (game.value(u"id"_qs).toString() != u"RQBP01"_qs) {
+            QVERIFY(!game.contains(u"lang"_qs));
+            continue;
+        }
+        seen = true;
+        QCOMPARE(game.value(u"title"_qs).toString(), u"Bêta"_qs);
+        QCOMPARE(game.value(u"date"_qs).toString(), u"2009-03-07"_qs);
+        QCOMPARE(game.value(u"filetype"_qs).toString(), u"ISO/WII"_qs);
+    }
+    QVERIFY(seen);
+}
+
 void tst_QBListCommand::usageErrors_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::newRow("no source") << QStringList{u"--list"_qs};
     QTest::newRow("two sources") << QStringList{u"--list"_qs, u"a"_qs, u"b"_qs};
     QTest::newRow("unknown option") << QStringList{u"--list"_qs, u"--bogus"_qs, u"a"_qs};
+    QTest::newRow("database and a source") << QStringList{u"--list"_qs, u"--database"_qs, u"a"_qs};
 }
 
 void tst_QBListCommand::usageErrors()

@@ -2,9 +2,12 @@
 #include "qblistcommand.h"
 
 #include "app/qbsettings.h"
+#include "gamedata/qbgamecenter.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbkeys.h"
 
+#include <QDateTime>
+#include <QFileInfo>
 #include <QIODevice>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -26,6 +29,8 @@ QJsonValue jsonValue(const QVariant &value)
         std::from_chars(buffer, result.ptr, shortest);
         return shortest;
     }
+    case QMetaType::QDateTime:
+        return value.toDateTime().toUTC().toString(QStringLiteral("yyyy-MM-dd"));
     case QMetaType::QVariantMap: {
         QJsonObject object;
         const QVariantMap map = value.toMap();
@@ -58,7 +63,48 @@ QByteArray QBListCommand::jsonLine(const QVariantMap &record)
     return QJsonDocument(jsonValue(record).toObject()).toJson(QJsonDocument::Compact) + '\n';
 }
 
+void QBListCommand::afterParsing(std::function<void()> work)
+{
+    QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    if (!center || !center->isParsing()) {
+        work();
+        return;
+    }
+    auto connection = std::make_shared<QMetaObject::Connection>();
+    *connection = connect(center, &QBGameCenter::parsingChanged, this, [connection, work](bool parsing) {
+        if (parsing)
+            return;
+        disconnect(*connection);
+        work();
+    });
+}
+
 void QBListCommand::start(const QString &path, bool partition)
+{
+    afterParsing([this, path, partition] { list(path, partition); });
+}
+
+void QBListCommand::startDatabase(QIODevice *errors)
+{
+    afterParsing([this, errors] {
+        const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+        if (!center || !center->hasDatabase()) {
+            const QString path = center ? center->pathForResource(QStringLiteral("wiitdb.xml")) : QString();
+            errors->write(QFileInfo::exists(path)
+                                  ? "palomet: the title database could not be loaded\n"
+                                  : "palomet: no title database is installed\n");
+            emit finished(1);
+            return;
+        }
+        QStringList ids = center->database().keys();
+        ids.sort();
+        for (const QString &id : std::as_const(ids))
+            m_output->write(jsonLine(center->databaseRecord(id)));
+        emit finished(0);
+    });
+}
+
+void QBListCommand::list(const QString &path, bool partition)
 {
     const QStringList arguments = partition
             ? QBBrowsingTask::partitionArguments(path)
@@ -66,7 +112,11 @@ void QBListCommand::start(const QString &path, bool partition)
     auto *task = new QBBrowsingTask(arguments, partition ? 1 : 0, this, this);
     connect(task, &QBBrowsingTask::browsingDidFinish, this, [this](const QVariantMap &userInfo) {
         if (!userInfo.contains(UserInfoKey::terminationStatus)) {
-            m_output->write(jsonLine(userInfo.value(UserInfoKey::game).toMap()));
+            QVariantMap game = userInfo.value(UserInfoKey::game).toMap();
+            const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+            if (center && center->hasDatabase())
+                game.insert(center->databaseRecord(game.value(GameKey::id).toString()));
+            m_output->write(jsonLine(game));
             return;
         }
         QVariantMap last{{UserInfoKey::terminationStatus, userInfo.value(UserInfoKey::terminationStatus)}};

@@ -4,12 +4,17 @@
 #include <QObject>
 #include <QVariant>
 
+#include <functional>
+
 class QIODevice;
 
 // The headless "--list" command: browses one source as a document would
 // and writes each game record as one JSON object per line, then a last
 // line with the run's terminationStatus and, for a partition, its space
-// figures.
+// figures. Each game carries its title-database record merged in, as a
+// game bundle would, when a database is installed; "--list --database"
+// writes the database's records instead. Both wait for the shared game
+// center's parse to end before they write anything.
 class QBListCommand : public QObject
 {
     Q_OBJECT
@@ -20,10 +25,13 @@ public:
     // Starts listing a folder or image (partition false) or a WBFS
     // partition or container file; finished() follows.
     void start(const QString &path, bool partition);
+    // Writes every database record, by ID; a message on errors and exit
+    // code 1 when no database could be loaded.
+    void startDatabase(QIODevice *errors);
 
     // One record as compact JSON. Single-precision numbers are written with
     // the fewest digits that read back as the same float, so a size of 4.7
-    // prints as 4.7.
+    // prints as 4.7; dates are written as YYYY-MM-DD.
     static QByteArray jsonLine(const QVariantMap &record);
 
 signals:
@@ -31,5 +39,9 @@ signals:
     void finished(int exitCode);
 
 private:
+    // Runs work once no database parse is under way.
+    void afterParsing(std::function<void()> work);
+    void list(const QString &path, bool partition);
+
     QIODevice *m_output;
 };

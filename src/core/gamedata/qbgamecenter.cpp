@@ -1,0 +1,447 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbgamecenter.h"
+
+#include "app/qbalertpresenter.h"
+#include "app/qbsettings.h"
+#include "qbarchiveextractor.h"
+#include "qbimagedownload.h"
+#include "qblanguages.h"
+#include "qblogging.h"
+#include "qbsavefile.h"
+#include "qbsupportfolder.h"
+#include "tasks/qbkeys.h"
+#include "tasks/qboperationqueue.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QStandardPaths>
+#include <QUrl>
+
+namespace {
+
+QBGameCenter *sharedInstance = nullptr;
+
+const QString wiitdb = QStringLiteral("wiitdb");
+const QString wiitdbXml = QStringLiteral("wiitdb.xml");
+const QString witName = QStringLiteral("wit");
+const QString wwtName = QStringLiteral("wwt");
+
+void alert(const QString &message, const QString &informativeText = QString())
+{
+    QBAlert alert;
+    alert.message = message;
+    alert.informativeText = informativeText;
+    QBAlertPresenter::run(alert);
+}
+
+}
+
+QBGameCenter::QBGameCenter(QObject *parent)
+    : QObject(parent)
+    , m_operationQueue(new QBOperationQueue(2, this))
+    , m_network(new QNetworkAccessManager(this))
+{
+    sharedInstance = this;
+    m_supportFolder = QBSupportFolder::path();
+    if (m_supportFolder.isEmpty())
+        qCWarning(lcGameData).noquote() << "The support folder cannot be made:" << QBSupportFolder::location();
+    m_languages = QBLanguages::preferenceList(QBLanguages::userLanguages());
+    m_coverReaders.setMaxThreadCount(qMax(2, QThread::idealThreadCount()));
+    parseDatabase();
+}
+
+QBGameCenter::~QBGameCenter()
+{
+    if (m_reply) {
+        m_reply->disconnect(this);
+        m_reply->abort();
+    }
+    m_coverReaders.clear();
+    m_coverReaders.waitForDone();
+    m_operationQueue->cancelAllOperations();
+    if (sharedInstance == this)
+        sharedInstance = nullptr;
+}
+
+QBGameCenter *QBGameCenter::sharedGameCenter()
+{
+    return sharedInstance;
+}
+
+QString QBGameCenter::pathForResource(const QString &name) const
+{
+    if (name == witName || name == wwtName) {
+        const QString tool = QBSupportFolder::toolPath(name);
+        if (!tool.isEmpty())
+            return tool;
+    }
+    return m_supportFolder.isEmpty() ? QString() : m_supportFolder + u'/' + name;
+}
+
+const QStringList &QBGameCenter::databaseKeys()
+{
+    static const QStringList keys{
+            u"id"_qs, u"region"_qs, u"genre"_qs, u"languages"_qs, u"players"_qs, u"wi-fi-players"_qs,
+            u"wi-fi-features"_qs, u"requirements"_qs, u"optional-controls"_qs, u"developer"_qs,
+            u"publisher"_qs, u"rating"_qs, u"synopsis"_qs};
+    return keys;
+}
+
+const QStringList &QBGameCenter::tableViewKeys()
+{
+    static const QStringList keys{
+            u"cover"_qs, u"developer"_qs, u"filename"_qs, u"filetype"_qs, u"genre"_qs, u"id"_qs,
+            u"languages"_qs, u"optional-controls"_qs, u"players"_qs, u"publisher"_qs, u"rating"_qs,
+            u"region"_qs, u"requirements"_qs, u"size"_qs, u"title"_qs, u"wi-fi-players"_qs,
+            u"wi-fi-features"_qs};
+    return keys;
+}
+
+const QStringList &QBGameCenter::searchMenuKeys()
+{
+    static const QStringList keys{
+            u"developer"_qs, u"genre"_qs, u"id"_qs, u"languages"_qs, u"optional-controls"_qs,
+            u"publisher"_qs, u"rating"_qs, u"region"_qs, u"requirements"_qs, u"synopsis"_qs, u"title"_qs};
+    return keys;
+}
+
+QString QBGameCenter::capitalizedKey(const QString &key)
+{
+    QString text = key.toLower();
+    bool wordStart = true;
+    for (QChar &c : text) {
+        const bool separator = c == u' ' || c == u'\t' || c == u'\n' || c == u'\r';
+        if (wordStart && !separator)
+            c = c.toUpper();
+        wordStart = separator;
+    }
+    return text;
+}
+
+// --- The title database ---------------------------------------------------
+
+void QBGameCenter::parseDatabase()
+{
+    const QString path = m_supportFolder.isEmpty() ? QString() : m_supportFolder + u'/' + wiitdbXml;
+    auto *parse = new QBDatabaseParse(path, m_languages);
+    connect(parse, &QBDatabaseParse::databaseDidParse, this, &QBGameCenter::databaseDidParse);
+    connect(parse, &QBOperation::finished, this, [this] {
+        if (--m_parses == 0)
+            emit parsingChanged(false);
+    });
+    if (m_parses++ == 0)
+        emit parsingChanged(true);
+    m_operationQueue->addOperation(parse);
+}
+
+void QBGameCenter::databaseDidParse(const QBDatabase &database)
+{
+    m_database = database;
+    m_hasDatabase = true;
+    qCInfo(lcGameData) << "Title database loaded:" << database.size() << "games";
+    emit databaseDidLoad();
+}
+
+// --- Downloads ------------------------------------------------------------
+
+void QBGameCenter::downloadWIT()
+{
+    downloadToolArchive(witName, QStringLiteral("Updating WIT ..."), QStringLiteral("Downloading WIT ..."));
+}
+
+void QBGameCenter::downloadWWT()
+{
+    downloadToolArchive(wwtName, QStringLiteral("Updating WWT ..."), QStringLiteral("Downloading WWT ..."));
+}
+
+void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading)
+{
+    const QString server = QBSettings::value(SettingsKey::toolServer).toString();
+    if (server.isEmpty()) {
+        // No site offers the tools for this system: its own package does.
+        alert(QStringLiteral("Please install the package \"wit\" of your system."),
+              QStringLiteral("It provides both wit and wwt, which Palomet runs when its support folder holds no copy of its own."));
+        return;
+    }
+    startDownload(tool, tool, server + QStringLiteral("/palomet/") + tool + QStringLiteral(".zip"), updating,
+                  downloading);
+}
+
+void QBGameCenter::downloadDatabase()
+{
+    startDownload(wiitdb, wiitdbXml,
+                  QBSettings::value(SettingsKey::databaseServer).toString() + QStringLiteral("/wiitdb.zip"),
+                  QStringLiteral("Updating the database ... "), QStringLiteral("Downloading the database ..."));
+}
+
+void QBGameCenter::startDownload(const QString &name, const QString &installedName, const QString &url,
+                                 const QString &updating, const QString &downloading)
+{
+    if (!m_downloadString.isEmpty())
+        return;
+    setDownloadString(name);
+    const bool installed = !m_supportFolder.isEmpty() && QFileInfo::exists(m_supportFolder + u'/' + installedName);
+    setDownloadText(installed ? updating : downloading);
+    downloadResourceAtURL(url);
+}
+
+void QBGameCenter::downloadResourceAtURL(const QString &urlText)
+{
+    const QString dataFolder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    if (!QDir().mkpath(dataFolder)) {
+        setDownloadString(QString());
+        alert(QStringLiteral("The folder “%1” could not be created.").arg(dataFolder),
+              QStringLiteral("Please check that you may write there and that the disk is not full."));
+        return;
+    }
+    const QUrl url(urlText);
+    if (!url.isValid() || url.host().isEmpty()
+        || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))) {
+        setDownloadString(QString());
+        alert(QStringLiteral("The connection to the internet couldn't be established."),
+              QStringLiteral("Please try again later."));
+        return;
+    }
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    request.setTransferTimeout(60000);
+    m_downloadData.clear();
+    m_downloadSize = -1;
+    setDownloadPercent(0);
+    setDownloadDeterminate(false);
+    m_reply = m_network->get(request);
+    connect(m_reply, &QNetworkReply::metaDataChanged, this, &QBGameCenter::responseReceived);
+    connect(m_reply, &QNetworkReply::readyRead, this, &QBGameCenter::dataReceived);
+    connect(m_reply, &QNetworkReply::finished, this, &QBGameCenter::transferEnded);
+    setDownloadWindowVisible(true);
+}
+
+void QBGameCenter::responseReceived()
+{
+    m_downloadData.clear();
+    const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
+    m_downloadSize = length.isValid() ? length.toLongLong() : -1;
+    // Without an announced length there is nothing to measure against; the
+    // bar stays busy until the end.
+    setDownloadDeterminate(m_downloadSize > 0);
+}
+
+void QBGameCenter::dataReceived()
+{
+    m_downloadData += m_reply->readAll();
+    if (m_downloadSize > 0)
+        setDownloadPercent(double(m_downloadData.size()) * 100.0 / double(m_downloadSize));
+}
+
+void QBGameCenter::transferEnded()
+{
+    QNetworkReply *reply = m_reply;
+    reply->deleteLater();
+    if (reply->error() != QNetworkReply::NoError) {
+        m_downloadData.clear();
+        setDownloadString(QString());
+        setDownloadWindowVisible(false);
+        alert(reply->errorString());
+        return;
+    }
+    m_downloadData += reply->readAll();
+    setDownloadDeterminate(false);
+    const QString archive = QDir::temp().filePath(m_downloadString);
+    QString error;
+    if (!QBSaveFile::write(archive, m_downloadData, &error)) {
+        setDownloadWindowVisible(false);
+        alert(QStringLiteral("The file “%1” couldn't be saved.").arg(archive), error);
+        endDownload();
+        return;
+    }
+    m_downloadData.clear();
+    if (m_supportFolder.isEmpty()) {
+        extractionEnded(false);
+        return;
+    }
+    m_extractor = new QBArchiveExtractor(this);
+    connect(m_extractor, &QBArchiveExtractor::finished, this, &QBGameCenter::extractionEnded);
+    m_extractor->start(archive, m_supportFolder);
+}
+
+void QBGameCenter::extractionEnded(bool success)
+{
+    if (m_extractor) {
+        m_extractor->deleteLater();
+        m_extractor = nullptr;
+    }
+    setDownloadWindowVisible(false);
+    if (!success) {
+        alert(QStringLiteral("Extraction failed."));
+    } else if (m_downloadString == wiitdb) {
+        parseDatabase();
+    } else {
+        // Archives do not always keep the mode bits; the tools must run.
+        QFile tool(m_supportFolder + u'/' + m_downloadString);
+        if (tool.exists())
+            tool.setPermissions(tool.permissions() | QFile::ExeOwner | QFile::ExeUser | QFile::ExeGroup
+                                | QFile::ExeOther);
+    }
+    endDownload();
+}
+
+void QBGameCenter::endDownload()
+{
+    m_downloadData.clear();
+    setDownloadString(QString());
+}
+
+QBGameCenter::MenuItem QBGameCenter::validateUserInterfaceItem(Download action) const
+{
+    struct Texts
+    {
+        QString name;
+        QString installedName;
+        const char *running;
+        const char *update;
+        const char *download;
+    };
+    static const Texts texts[] = {
+            {witName, witName, "Downloading WIT ...", "Update WIT", "Download WIT"},
+            {wwtName, wwtName, "Downloading WWT ...", "Update WWT", "Download WWT"},
+            {wiitdb, wiitdbXml, "Downloading database ...", "Update database", "Download database"},
+    };
+    const Texts &item = texts[int(action)];
+    MenuItem state;
+    state.enabled = m_downloadString.isEmpty();
+    if (m_downloadString == item.name)
+        state.title = QString::fromLatin1(item.running);
+    else if (!m_supportFolder.isEmpty() && QFileInfo::exists(m_supportFolder + u'/' + item.installedName))
+        state.title = QString::fromLatin1(item.update);
+    else
+        state.title = QString::fromLatin1(item.download);
+    return state;
+}
+
+void QBGameCenter::setDownloadString(const QString &name)
+{
+    if (m_downloadString == name)
+        return;
+    m_downloadString = name;
+    emit downloadStringChanged(name);
+}
+
+void QBGameCenter::setDownloadText(const QString &text)
+{
+    if (m_downloadText == text)
+        return;
+    m_downloadText = text;
+    emit downloadTextChanged(text);
+}
+
+void QBGameCenter::setDownloadWindowVisible(bool visible)
+{
+    if (m_downloadWindowVisible == visible)
+        return;
+    m_downloadWindowVisible = visible;
+    emit downloadWindowVisibleChanged(visible);
+}
+
+void QBGameCenter::setDownloadDeterminate(bool determinate)
+{
+    if (m_downloadDeterminate == determinate)
+        return;
+    m_downloadDeterminate = determinate;
+    emit downloadDeterminateChanged(determinate);
+}
+
+void QBGameCenter::setDownloadPercent(double percent)
+{
+    if (m_downloadPercent == percent)
+        return;
+    m_downloadPercent = percent;
+    emit downloadPercentChanged(percent);
+}
+
+// --- Covers ---------------------------------------------------------------
+
+bool QBGameCenter::getImageForGame(const QVariantMap &game)
+{
+    const QString id = game.value(GameKey::id).toString();
+    if (m_imagesDownloading.contains(id) || m_supportFolder.isEmpty())
+        return false;
+    if (m_images.contains(id))
+        return true;
+    // A list of thousands of games must not wait for thousands of reads:
+    // the file is read and decoded off the event loop and the cover shows
+    // when it is ready. Whether it is missing (and so fetched) is decided
+    // by that read, so a cover on disk is never fetched.
+    if (!m_imagesReading.contains(id))
+        readCover(game, false);
+    return false;
+}
+
+void QBGameCenter::readCover(const QVariantMap &game, bool downloaded)
+{
+    m_imagesReading.insert(game.value(GameKey::id).toString());
+    m_coverReaders.start([this, game, downloaded] {
+        const QImage image(game.value(GameKey::coverPath).toString());
+        QMetaObject::invokeMethod(this, [this, game, image, downloaded] { coverRead(game, image, downloaded); },
+                                  Qt::QueuedConnection);
+    });
+}
+
+void QBGameCenter::coverRead(const QVariantMap &game, const QImage &image, bool downloaded)
+{
+    const QString id = game.value(GameKey::id).toString();
+    m_imagesReading.remove(id);
+    if (!image.isNull())
+        setImage(id, image);
+    if (downloaded) {
+        // The cache first, so that the listeners of imageDidDownload redraw
+        // with the new cover.
+        m_imagesDownloading.remove(id);
+        emit imageDidDownload(game);
+        return;
+    }
+    if (image.isNull() && QBSettings::value(SettingsKey::downloadCovers).toBool()
+        && !game.value(GameKey::filename).toString().isEmpty())
+        downloadCover(game);
+}
+
+void QBGameCenter::downloadCover(const QVariantMap &game)
+{
+    m_imagesDownloading.insert(game.value(GameKey::id).toString());
+    auto *download = new QBImageDownload(game, m_network);
+    connect(download, &QBImageDownload::imageDidDownload, this,
+            [this](const QVariantMap &fetched) { readCover(fetched, true); });
+    m_operationQueue->addOperation(download);
+}
+
+QString QBGameCenter::pathForCoverOfGame(const QVariantMap &game) const
+{
+    return QStringLiteral("%1/covers/%2.png ").arg(m_supportFolder, game.value(GameKey::id).toString());
+}
+
+void QBGameCenter::setImage(const QString &id, const QImage &image)
+{
+    m_images.insert(id, image);
+    if (QBCoverEntry *entry = m_coverEntries.value(id))
+        emit entry->coverChanged(image);
+}
+
+QBCoverEntry *QBGameCenter::coverEntry(const QString &id)
+{
+    QBCoverEntry *&entry = m_coverEntries[id];
+    if (!entry)
+        entry = new QBCoverEntry(this);
+    return entry;
+}
+
+void QBGameCenter::setDetailsViewOwner(QObject *owner)
+{
+    if (m_detailsViewOwner == owner)
+        return;
+    m_detailsViewOwner = owner;
+    emit detailsViewOwnerChanged(owner);
+}

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "qbdatabaseparse.h"
+
+#include <QHash>
+#include <QImage>
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+#include <QStringList>
+#include <QThreadPool>
+#include <QVariantMap>
+
+class QBArchiveExtractor;
+class QBOperationQueue;
+class QNetworkAccessManager;
+class QNetworkReply;
+
+// Tells everything that shows one game ID that its cover has arrived.
+class QBCoverEntry : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+signals:
+    void coverChanged(const QImage &image);
+};
+
+// The program-wide owner of what belongs to no single window: the support
+// folder with the tools and the title database, their downloads, the
+// parsed database, the cover cache and the key lists that the windows use
+// for columns and searches. One instance, made at start-up.
+//
+// Database parses and cover downloads share one queue of at most two
+// operations. Results come back to the main thread, where all state here
+// is read and changed.
+class QBGameCenter : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString downloadString READ downloadString NOTIFY downloadStringChanged)
+    Q_PROPERTY(QString downloadText READ downloadText NOTIFY downloadTextChanged)
+    Q_PROPERTY(bool downloadWindowVisible READ isDownloadWindowVisible NOTIFY downloadWindowVisibleChanged)
+    Q_PROPERTY(bool downloadDeterminate READ isDownloadDeterminate NOTIFY downloadDeterminateChanged)
+    Q_PROPERTY(double downloadPercent READ downloadPercent NOTIFY downloadPercentChanged)
+    Q_PROPERTY(bool parsing READ isParsing NOTIFY parsingChanged)
+    Q_PROPERTY(QObject *detailsViewOwner READ detailsViewOwner WRITE setDetailsViewOwner NOTIFY detailsViewOwnerChanged)
+
+public:
+    enum class Download { WIT, WWT, Database };
+
+    // What a download menu item shows.
+    struct MenuItem
+    {
+        QString title;
+        bool enabled = false;
+    };
+
+    // Becomes the shared instance, makes the support folder, builds the
+    // language preference list and queues the first database parse.
+    explicit QBGameCenter(QObject *parent = nullptr);
+    ~QBGameCenter() override;
+
+    static QBGameCenter *sharedGameCenter();
+
+    // The support folder; empty when it could not be made.
+    QString supportFolder() const { return m_supportFolder; }
+    // The support folder's file of that name; for "wit" and "wwt", the
+    // support folder's copy when there is one, else the system's tool.
+    // Empty when neither exists and the support folder could not be made.
+    QString pathForResource(const QString &name) const;
+    // The user's languages with the two Chinese scripts mapped to the
+    // database's codes; built once, here.
+    const QStringList &languagePreferenceList() const { return m_languages; }
+
+    static const QStringList &databaseKeys();
+    static const QStringList &tableViewKeys();
+    static const QStringList &searchMenuKeys();
+    // Each blank-separated word with its first letter in upper case and the
+    // rest in lower case: "wi-fi-players" gives "Wi-fi-players".
+    static QString capitalizedKey(const QString &key);
+
+    // The title database.
+    bool hasDatabase() const { return m_hasDatabase; }
+    const QBDatabase &database() const { return m_database; }
+    QVariantMap databaseRecord(const QString &id) const { return m_database.value(id); }
+    void parseDatabase();
+    bool isParsing() const { return m_parses > 0; }
+
+    // Downloads of the tools and the database, one at a time.
+    void downloadWIT();
+    void downloadWWT();
+    void downloadDatabase();
+    void downloadResourceAtURL(const QString &url);
+    QString downloadString() const { return m_downloadString; }
+    QString downloadText() const { return m_downloadText; }
+    bool isDownloadWindowVisible() const { return m_downloadWindowVisible; }
+    bool isDownloadDeterminate() const { return m_downloadDeterminate; }
+    // Received bytes as a percentage of the announced length.
+    double downloadPercent() const { return m_downloadPercent; }
+    MenuItem validateUserInterfaceItem(Download action) const;
+
+    // Covers. getImageForGame answers whether the cover is cached now; when
+    // it is not, the cover file is read off the event loop, or fetched when
+    // missing, and arrives through coverEntry(id) (and, for a fetch,
+    // imageDidDownload).
+    bool getImageForGame(const QVariantMap &game);
+    QString pathForCoverOfGame(const QVariantMap &game) const;
+    // The place to give a game's file a custom icon; nothing to do here.
+    void setFinderImageForGame(const QVariantMap &) {}
+    const QHash<QString, QImage> &images() const { return m_images; }
+    void setImage(const QString &id, const QImage &image);
+    const QSet<QString> &imagesDownloading() const { return m_imagesDownloading; }
+    QBCoverEntry *coverEntry(const QString &id);
+
+    QBOperationQueue *operationQueue() const { return m_operationQueue; }
+    QNetworkAccessManager *networkAccessManager() const { return m_network; }
+
+    QObject *detailsViewOwner() const { return m_detailsViewOwner; }
+    void setDetailsViewOwner(QObject *owner);
+
+signals:
+    // A new database is in place.
+    void databaseDidLoad();
+    // A cover fetch has ended; the cache already holds the cover if it
+    // could be read.
+    void imageDidDownload(const QVariantMap &game);
+
+    void downloadStringChanged(const QString &downloadString);
+    void downloadTextChanged(const QString &downloadText);
+    void downloadWindowVisibleChanged(bool visible);
+    void downloadDeterminateChanged(bool determinate);
+    void downloadPercentChanged(double percent);
+    void parsingChanged(bool parsing);
+    void detailsViewOwnerChanged(QObject *owner);
+
+private:
+    void startDownload(const QString &name, const QString &installedName, const QString &url,
+                       const QString &updating, const QString &downloading);
+    void downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading);
+    void responseReceived();
+    void dataReceived();
+    void transferEnded();
+    void extractionEnded(bool success);
+    void endDownload();
+    void setDownloadString(const QString &name);
+    void setDownloadText(const QString &text);
+    void setDownloadWindowVisible(bool visible);
+    void setDownloadDeterminate(bool determinate);
+    void setDownloadPercent(double percent);
+
+    void databaseDidParse(const QBDatabase &database);
+    void readCover(const QVariantMap &game, bool downloaded);
+    void coverRead(const QVariantMap &game, const QImage &image, bool downloaded);
+    void downloadCover(const QVariantMap &game);
+
+    QString m_supportFolder;
+    QStringList m_languages;
+    QBOperationQueue *m_operationQueue;
+    QNetworkAccessManager *m_network;
+
+    QBDatabase m_database;
+    bool m_hasDatabase = false;
+    int m_parses = 0;
+
+    QString m_downloadString;
+    QString m_downloadText;
+    QByteArray m_downloadData;
+    qint64 m_downloadSize = 0;
+    bool m_downloadWindowVisible = false;
+    bool m_downloadDeterminate = false;
+    double m_downloadPercent = 0;
+    QPointer<QNetworkReply> m_reply;
+    QBArchiveExtractor *m_extractor = nullptr;
+
+    QHash<QString, QImage> m_images;
+    QSet<QString> m_imagesDownloading;
+    // IDs whose cover file is being read.
+    QSet<QString> m_imagesReading;
+    QHash<QString, QBCoverEntry *> m_coverEntries;
+    QPointer<QObject> m_detailsViewOwner;
+    // Cover files are read and decoded here; waited for on destruction, so
+    // no reader outlives the game center.
+    QThreadPool m_coverReaders;
+};

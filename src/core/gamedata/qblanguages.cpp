@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qblanguages.h"
+
+#include "app/qbsettings.h"
+
+#include <QLocale>
+#include <QSettings>
+
+namespace {
+
+QStringList &overridden()
+{
+    static QStringList languages;
+    return languages;
+}
+
+}
+
+namespace QBLanguages {
+
+QStringList userLanguages()
+{
+    if (!overridden().isEmpty())
+        return overridden();
+    if (QSettings().contains(SettingsKey::languages))
+        return QBSettings::value(SettingsKey::languages).toStringList();
+    return reduce(QLocale::system().uiLanguages());
+}
+
+void setOverride(const QStringList &languages)
+{
+    overridden() = languages;
+}
+
+QStringList reduce(const QStringList &uiLanguages)
+{
+    QStringList codes;
+    for (const QString &language : uiLanguages) {
+        QString code;
+        if (language.startsWith(QLatin1String("zh-Hans")) || language.startsWith(QLatin1String("zh-Hant")))
+            code = language.left(7);
+        else
+            code = language.section(u'-', 0, 0).section(u'_', 0, 0);
+        if (!code.isEmpty() && !codes.contains(code))
+            codes << code;
+    }
+    return codes;
+}
+
+QStringList preferenceList(const QStringList &userLanguages)
+{
+    QStringList list = userLanguages;
+    const qsizetype hans = list.indexOf(QStringLiteral("zh-Hans"));
+    if (hans >= 0)
+        list[hans] = QStringLiteral("zhtw");
+    const qsizetype hant = list.indexOf(QStringLiteral("zh-Hant"));
+    if (hant >= 0)
+        list[hant] = QStringLiteral("zhcn");
+    return list;
+}
+
+}

@@ -1,0 +1,327 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qbsettings.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbsupportfolder.h"
+#include "qbscriptedalerts.h"
+#include "qbtesthttpserver.h"
+#include "qbtestzip.h"
+
+#include <QFile>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+using Mode = QBTestHttpServer::Mode;
+using Download = QBGameCenter::Download;
+
+namespace {
+
+const QByteArray database = R"(<datafile><WiiTDB version="1"/>
+<game name="x"><id>RMCP01</id><region>PAL</region><locale lang="EN"><title>Kart</title></locale></game>
+</datafile>)";
+
+QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool writeFile(const QString &path, const QByteArray &data)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
+}
+
+QStringList titles(const QBGameCenter &center)
+{
+    QStringList list;
+    for (Download item : {Download::Database, Download::WIT, Download::WWT})
+        list << center.validateUserInterfaceItem(item).title;
+    return list;
+}
+
+}
+
+class tst_QBGameCenter : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void startUp();
+    void capitalizedKey_data();
+    void capitalizedKey();
+    void noSupportFolder();
+    void databaseDownload();
+    void toolDownload();
+    void failedDownloads_data();
+    void failedDownloads();
+    void downloadsThatCannotStart();
+
+private:
+    QString support(const QString &name = QString()) const
+    {
+        return m_dir.filePath(name.isEmpty() ? u"support"_qs : u"support/"_qs + name);
+    }
+    // Runs one database download to its end.
+    void downloadDatabase(QBGameCenter &center);
+
+    QTemporaryDir m_dir;
+    QBTestHttpServer m_server;
+};
+
+void tst_QBGameCenter::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QVERIFY(m_dir.isValid());
+    QVERIFY(!m_server.url().isEmpty());
+    // The downloaded archives go to the temporary folder; keep them in ours.
+    QDir().mkpath(m_dir.filePath(u"tmp"_qs));
+    qputenv("TMPDIR", m_dir.filePath(u"tmp"_qs).toLocal8Bit());
+}
+
+void tst_QBGameCenter::init()
+{
+    QSettings().clear();
+    QBSettings::setValue(SettingsKey::languages, QStringList{u"en"_qs});
+    QBSettings::setValue(SettingsKey::databaseServer, m_server.url());
+    QBSettings::setValue(SettingsKey::toolServer, m_server.url());
+    QDir(support()).removeRecursively();
+    QBSupportFolder::setLocation(support());
+}
+
+void tst_QBGameCenter::cleanup()
+{
+    QBSupportFolder::setLocation(QString());
+}
+
+void tst_QBGameCenter::downloadDatabase(QBGameCenter &center)
+{
+    QSignalSpy ended(&center, &QBGameCenter::downloadStringChanged);
+    center.downloadDatabase();
+    QTRY_VERIFY(center.downloadString().isEmpty());
+}
+
+void tst_QBGameCenter::startUp()
+{
+    QBGameCenter center;
+    QCOMPARE(QBGameCenter::sharedGameCenter(), &center);
+    QCOMPARE(center.supportFolder(), support());
+    QVERIFY(QFileInfo(support(u"covers"_qs)).isDir());
+    QCOMPARE(center.pathForResource(u"wiitdb.xml"_qs), support(u"wiitdb.xml"_qs));
+    // The system's tools until the support folder holds its own.
+    QCOMPARE(center.pathForResource(u"wit"_qs), QStandardPaths::findExecutable(u"wit"_qs));
+    QVERIFY(writeFile(support(u"wit"_qs), "#!/bin/sh\n"));
+    QFile::setPermissions(support(u"wit"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QCOMPARE(center.pathForResource(u"wit"_qs), support(u"wit"_qs));
+
+    QCOMPARE(QBGameCenter::databaseKeys().join(u' '),
+             u"id region genre languages players wi-fi-players wi-fi-features requirements "
+             "optional-controls developer publisher rating synopsis"_qs);
+    QCOMPARE(QBGameCenter::tableViewKeys().join(u' '),
+             u"cover developer filename filetype genre id languages optional-controls players publisher "
+             "rating region requirements size title wi-fi-players wi-fi-features"_qs);
+    QCOMPARE(QBGameCenter::searchMenuKeys().join(u' '),
+             u"developer genre id languages optional-controls publisher rating region requirements "
+             "synopsis title"_qs);
+
+    // No database installed: the first parse ends without one.
+    QVERIFY(center.isParsing());
+    QSignalSpy loaded(&center, &QBGameCenter::databaseDidLoad);
+    QTRY_VERIFY(!center.isParsing());
+    QCOMPARE(loaded.size(), 0);
+    QVERIFY(!center.hasDatabase());
+    QCOMPARE(titles(center), (QStringList{u"Download database"_qs, u"Update WIT"_qs, u"Download WWT"_qs}));
+    QVERIFY(center.validateUserInterfaceItem(Download::WWT).enabled);
+}
+
+void tst_QBGameCenter::capitalizedKey_data()
+{
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("title");
+    QTest::newRow("id") << u"id"_qs << u"Id"_qs;
+    QTest::newRow("hyphens are not word breaks") << u"wi-fi-players"_qs << u"Wi-fi-players"_qs;
+    QTest::newRow("blanks, tabs and line ends are") << u"oNE two\tthree\nfour"_qs << u"One Two\tThree\nFour"_qs;
+}
+
+void tst_QBGameCenter::capitalizedKey()
+{
+    QFETCH(QString, key);
+    QFETCH(QString, title);
+    QCOMPARE(QBGameCenter::capitalizedKey(key), title);
+}
+
+void tst_QBGameCenter::noSupportFolder()
+{
+    QVERIFY(writeFile(m_dir.filePath(u"plain file"_qs), "x"));
+    QBSupportFolder::setLocation(m_dir.filePath(u"plain file/support"_qs));
+    QBGameCenter center;
+    QVERIFY(center.supportFolder().isEmpty());
+    QVERIFY(center.pathForResource(u"wiitdb.xml"_qs).isEmpty());
+    QVERIFY(center.pathForResource(u"covers"_qs).isEmpty());
+    QVERIFY(!center.getImageForGame({{u"id"_qs, u"RMCP01"_qs}, {u"filename"_qs, u"/x.wbfs"_qs}}));
+    QTRY_VERIFY(!center.isParsing());
+    QVERIFY(!center.hasDatabase());
+}
+
+void tst_QBGameCenter::databaseDownload()
+{
+    QBScriptedAlerts alerts;
+    m_server.setRoute(u"/wiitdb.zip"_qs, QBTestZip::make({{u"wiitdb.xml"_qs, database}}), Mode::Slow);
+    QBGameCenter center;
+    QTRY_VERIFY(!center.isParsing());
+
+    QSignalSpy loaded(&center, &QBGameCenter::databaseDidLoad);
+    QSignalSpy window(&center, &QBGameCenter::downloadWindowVisibleChanged);
+    QList<double> percents;
+    QList<bool> determinate;
+    connect(&center, &QBGameCenter::downloadPercentChanged, this, [&](double percent) {
+        percents << percent;
+        determinate << center.isDownloadDeterminate();
+    });
+    center.downloadDatabase();
+    QCOMPARE(center.downloadString(), u"wiitdb"_qs);
+    QCOMPARE(center.downloadText(), u"Downloading the database ..."_qs);
+    QVERIFY(center.isDownloadWindowVisible());
+    QCOMPARE(titles(center), (QStringList{u"Downloading database ..."_qs, u"Download WIT"_qs, u"Download WWT"_qs}));
+    QVERIFY(!center.validateUserInterfaceItem(Download::WIT).enabled);
+
+    QVERIFY(loaded.wait());
+    QVERIFY(center.downloadString().isEmpty());
+    QCOMPARE(window.size(), 2);
+    QVERIFY(!center.isDownloadWindowVisible());
+    // The slow answer came in pieces, each shown on a determinate bar.
+    QVERIFY2(percents.size() > 3, qPrintable(QString::number(percents.size())));
+    QVERIFY(!determinate.contains(false));
+    QVERIFY(std::is_sorted(percents.cbegin(), percents.cend()));
+    QCOMPARE(percents.last(), 100.0);
+    QVERIFY(alerts.alerts.isEmpty());
+    QVERIFY(center.hasDatabase());
+    QCOMPARE(center.databaseRecord(u"RMCP01"_qs).value(u"title"_qs).toString(), u"Kart"_qs);
+    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+    QVERIFY(QFile::exists(m_dir.filePath(u"tmp/wiitdb"_qs)));
+    QCOMPARE(center.validateUserInterfaceItem(Download::Database).title, u"Update database"_qs);
+
+    // The second time it is an update.
+    center.downloadDatabase();
+    QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
+    QVERIFY(loaded.wait());
+}
+
+void tst_QBGameCenter::toolDownload()
+{
+    QBScriptedAlerts alerts;
+    m_server.setRoute(u"/palomet/wit.zip"_qs, QBTestZip::make({{u"wit"_qs, "#!/bin/sh\necho wit\n"}}), Mode::Held);
+    m_server.setRoute(u"/palomet/wwt.zip"_qs, QBTestZip::make({{u"wwt"_qs, "#!/bin/sh\necho wwt\n"}}));
+    QBGameCenter center;
+    QTRY_VERIFY(!center.isParsing());
+    QSignalSpy parsing(&center, &QBGameCenter::parsingChanged);
+
+    center.downloadWIT();
+    QCOMPARE(center.downloadText(), u"Downloading WIT ..."_qs);
+    QTRY_COMPARE(m_server.requests().count(u"/palomet/wit.zip"_qs), 1);
+    QCOMPARE(titles(center), (QStringList{u"Download database"_qs, u"Downloading WIT ..."_qs, u"Download WWT"_qs}));
+    for (Download item : {Download::Database, Download::WIT, Download::WWT})
+        QVERIFY(!center.validateUserInterfaceItem(item).enabled);
+    // One download at a time.
+    center.downloadWWT();
+    QCOMPARE(center.downloadString(), u"wit"_qs);
+
+    m_server.release();
+    QTRY_VERIFY(center.downloadString().isEmpty());
+    center.downloadWWT();
+    QCOMPARE(center.downloadText(), u"Downloading WWT ..."_qs);
+    QTRY_VERIFY(center.downloadString().isEmpty());
+
+    QVERIFY(alerts.alerts.isEmpty());
+    for (const QString &tool : {u"wit"_qs, u"wwt"_qs}) {
+        QVERIFY(QFileInfo(support(tool)).isExecutable());
+        QCOMPARE(center.pathForResource(tool), support(tool));
+    }
+    QCOMPARE(titles(center), (QStringList{u"Download database"_qs, u"Update WIT"_qs, u"Update WWT"_qs}));
+    QCOMPARE(parsing.size(), 0);
+}
+
+// Each failure leaves the installed database as it was and parses nothing.
+void tst_QBGameCenter::failedDownloads_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<Mode>("mode");
+    QTest::addColumn<QString>("message");
+
+    const QByteArray zip = QBTestZip::make({{u"wiitdb.xml"_qs, database}});
+    QTest::newRow("404") << QByteArray() << Mode::NotFound << u"Not Found"_qs;
+    QTest::newRow("closed mid-body") << zip << Mode::CloseMidBody << QString();
+    QTest::newRow("not a zip") << QByteArray("<html>a portal page</html>") << Mode::Normal
+                               << u"Extraction failed."_qs;
+    QTest::newRow("corrupt zip") << QByteArray(zip).replace("RMCP01", "XXXXXXXXX") << Mode::Normal
+                                 << u"Extraction failed."_qs;
+    QTest::newRow("entry climbing out")
+            << QBTestZip::make({{u"wiitdb.xml"_qs, "new"}, {u"covers/../../escaped"_qs, "x"}}) << Mode::Normal
+            << u"Extraction failed."_qs;
+    QTest::newRow("absolute entry") << QBTestZip::make({{u"wiitdb.xml"_qs, "new"}, {u"/escaped"_qs, "x"}})
+                                    << Mode::Normal << u"Extraction failed."_qs;
+}
+
+void tst_QBGameCenter::failedDownloads()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(Mode, mode);
+    QFETCH(QString, message);
+
+    QBScriptedAlerts alerts;
+    QDir().mkpath(support());
+    QVERIFY(writeFile(support(u"wiitdb.xml"_qs), database));
+    m_server.setRoute(u"/wiitdb.zip"_qs, body, mode);
+    QBGameCenter center;
+    QTRY_VERIFY(!center.isParsing());
+    QSignalSpy parsing(&center, &QBGameCenter::parsingChanged);
+    QStringList menuDuringAlert;
+    alerts.onAlert = [&](const QBAlert &) { menuDuringAlert = titles(center); };
+
+    center.downloadDatabase();
+    QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
+    QTRY_VERIFY(center.downloadString().isEmpty());
+    QCOMPARE(alerts.alerts.size(), 1);
+    if (message.isEmpty())
+        QVERIFY(!alerts.alerts.first().message.isEmpty());
+    else
+        QVERIFY2(alerts.alerts.first().message.contains(message), qPrintable(alerts.alerts.first().message));
+    QVERIFY(!center.isDownloadWindowVisible());
+    if (message == u"Extraction failed."_qs) {
+        QCOMPARE(alerts.alerts.first().informativeText, QString());
+        // The window closes before the alert, the menu frees up after it.
+        QCOMPARE(menuDuringAlert.first(), u"Downloading database ..."_qs);
+    }
+    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+    QVERIFY(!QFile::exists(m_dir.filePath(u"escaped"_qs)));
+    QCOMPARE(QDir(support()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+             (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
+    QCOMPARE(parsing.size(), 0);
+}
+
+void tst_QBGameCenter::downloadsThatCannotStart()
+{
+    QBScriptedAlerts alerts;
+    QBGameCenter center;
+    QBSettings::setValue(SettingsKey::databaseServer, u"nowhere"_qs);
+    center.downloadDatabase();
+    QVERIFY(center.downloadString().isEmpty());
+    QVERIFY(!center.isDownloadWindowVisible());
+    QCOMPARE(alerts.messages(), QStringList{u"The connection to the internet couldn't be established."_qs});
+    QCOMPARE(alerts.alerts.first().informativeText, u"Please try again later."_qs);
+
+    // Without a site for the tools, the system's package is the way.
+    QBSettings::setValue(SettingsKey::toolServer, QString());
+    center.downloadWIT();
+    QVERIFY(center.downloadString().isEmpty());
+    QCOMPARE(alerts.alerts.size(), 2);
+    QVERIFY(alerts.alerts.last().message.contains(u"\"wit\""_qs));
+}
+
+QTEST_GUILESS_MAIN(tst_QBGameCenter)
+#include "tst_qbgamecenter.moc"

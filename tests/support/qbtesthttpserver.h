@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QPointer>
+#include <QStringList>
+#include <QTcpServer>
+
+class QTcpSocket;
+
+// A small HTTP/1.1 server on the loopback interface for network tests. It
+// answers GET requests from a table of paths, closes every connection after
+// its answer, and can misbehave on purpose. Unknown paths get a 404.
+class QBTestHttpServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    enum class Mode {
+        Normal,          // 200 with a Content-Length
+        NotFound,        // 404 with a small HTML body
+        CloseMidBody,    // announces the whole length, sends half, closes
+        NoContentLength, // 200 without a length; the close ends the body
+        Slow,            // the body in small pieces, 20 ms apart
+        Held,            // nothing until release(), then as Normal
+    };
+
+    explicit QBTestHttpServer(QObject *parent = nullptr);
+
+    // The server's root, "http://127.0.0.1:PORT"; empty if it cannot listen.
+    QString url() const;
+    void setRoute(const QString &path, const QByteArray &body, Mode mode = Mode::Normal);
+    // Answers every held request.
+    void release();
+    // The paths asked for, in the order the requests arrived.
+    QStringList requests() const { return m_requests; }
+
+private:
+    struct Route
+    {
+        QByteArray body;
+        Mode mode = Mode::Normal;
+    };
+
+    void readRequest(QTcpSocket *socket);
+    void answer(QTcpSocket *socket, const QString &path);
+    void sendSlowly(QTcpSocket *socket, const QByteArray &body, qsizetype offset);
+
+    QTcpServer m_server;
+    QHash<QString, Route> m_routes;
+    QStringList m_requests;
+    QList<QPair<QPointer<QTcpSocket>, QString>> m_held;
+};
