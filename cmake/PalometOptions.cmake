@@ -13,3 +13,14 @@ target_compile_definitions(palomet_options INTERFACE
 if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(palomet_options INTERFACE -Wall -Wextra -Wpedantic -Wno-unused-parameter)
 endif()
+
+# With CMake 3.25 and Ninja, automoc does not rerun when a target gains a
+# source: the description it works from is only an order-only dependency of
+# its step. A header added to palomet_core or palomet_gui would go without
+# its moc until the build folder is cleaned. Dropping the step's timestamp
+# at each configure (which is when source lists change) makes it run again;
+# it only regenerates what changed.
+function(palomet_track_autogen_sources target)
+    get_target_property(binary_dir ${target} BINARY_DIR)
+    file(REMOVE "${binary_dir}/${target}_autogen/timestamp")
+endfunction()
