@@ -7,14 +7,12 @@
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QPushButton>
-#include <QStandardPaths>
 
 class tst_QBRenamePanel : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase();
     void sharedPanelsKeepTheirOwnPatterns();
     void onlyTheConfirmingButtonConfirms_data();
     void onlyTheConfirmingButtonConfirms();
@@ -24,11 +22,6 @@ private:
     const QVariantMap m_game{{u"id"_qs, u"RQAE01"_qs}, {u"title"_qs, u"Alpha: Quest"_qs},
                              {u"filename"_qs, u"/v/Alpha Quest [RQAE01].wbfs"_qs}};
 };
-
-void tst_QBRenamePanel::initTestCase()
-{
-    QStandardPaths::setTestModeEnabled(true);
-}
 
 void tst_QBRenamePanel::sharedPanelsKeepTheirOwnPatterns()
 {

@@ -63,8 +63,10 @@ bool QBRenamePanel::runModalWithTitle(const QString &title, const QList<QBGameBu
     // Records, not the bundles themselves: the document may drop its
     // bundles (a reload) while the panel is open.
     QList<QVariantMap> records;
-    for (const QBGameBundle *game : games)
-        records << game->infosDictionary();
+    for (const QBGameBundle *game : games) {
+        if (game)
+            records << game->infosDictionary();
+    }
     return runModalWithTitle(title, records);
 }
 

@@ -107,14 +107,6 @@ QBFilenamePattern QBTokenField::objectValue() const
     return patternBetween(0, document()->characterCount() - 1);
 }
 
-void QBTokenField::setObjectValue(const QBFilenamePattern &pattern)
-{
-    clear();
-    QTextCursor cursor(document());
-    insertPattern(cursor, pattern);
-    setTextCursor(cursor);
-}
-
 void QBTokenField::addToken(const QString &key)
 {
     QTextCursor cursor(document());

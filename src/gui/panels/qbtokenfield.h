@@ -57,7 +57,6 @@ public:
     QBTokenFieldMenu *menuButton() const { return m_menuButton; }
 
     QBFilenamePattern objectValue() const;
-    void setObjectValue(const QBFilenamePattern &pattern);
 
     // Appends the token for key at the end and puts the cursor after it.
     void addToken(const QString &key);
