@@ -94,9 +94,10 @@ void QBRenamePanel::ok()
 {
     // An empty name would make a file called only by its extension; refuse
     // it here, where the pattern can still be changed.
+    const QBFilenamePattern pattern = m_tokenField->objectValue();
     QStringList unnamed;
     for (const QVariantMap &game : m_tokenField->representedGames()) {
-        if (stringForGame(game).isEmpty())
+        if (pattern.stringValueForGame(game).isEmpty())
             unnamed << nameInAlert(game);
     }
     if (!unnamed.isEmpty()) {

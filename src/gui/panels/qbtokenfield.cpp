@@ -100,12 +100,6 @@ void QBTokenField::setRepresentedGames(const QList<QVariantMap> &games)
     m_representedGames = games;
 }
 
-QBFilenamePattern QBTokenField::objectValue() const
-{
-    // The document ends with a paragraph separator that is not part of the
-    // pattern.
-    return patternBetween(0, document()->characterCount() - 1);
-}
 
 void QBTokenField::addToken(const QString &key)
 {
@@ -120,7 +114,7 @@ void QBTokenField::addToken(const QString &key)
 
 QString QBTokenField::stringValueForGame(const QVariantMap &game) const
 {
-    return objectValue().stringValueForGame(game);
+    return m_objectValue.stringValueForGame(game);
 }
 
 bool QBTokenField::validateMenuItem(const QAction *item) const
@@ -188,8 +182,12 @@ bool QBTokenField::acceptsText(QStringView text)
 
 void QBTokenField::textDidChange()
 {
+    // Read once per change rather than once per game: the panels' callers
+    // ask for a name for every game of a selection. The document ends with
+    // a paragraph separator that is not part of the pattern.
+    m_objectValue = patternBetween(0, document()->characterCount() - 1);
     if (m_actionButton)
-        m_actionButton->setEnabled(!document()->isEmpty());
+        m_actionButton->setEnabled(!m_objectValue.isEmpty());
 }
 
 void QBTokenField::keyPressEvent(QKeyEvent *event)

@@ -3,11 +3,11 @@
 
 #include "panels/qbfilenamepattern.h"
 
+#include <QAbstractButton>
 #include <QPointer>
 #include <QTextEdit>
 #include <QTextObjectInterface>
 
-class QAbstractButton;
 class QMenu;
 
 // The "+" button at the token field's left edge; a press pops up the menu
@@ -56,7 +56,7 @@ public:
 
     QBTokenFieldMenu *menuButton() const { return m_menuButton; }
 
-    QBFilenamePattern objectValue() const;
+    const QBFilenamePattern &objectValue() const { return m_objectValue; }
 
     // Appends the token for key at the end and puts the cursor after it.
     void addToken(const QString &key);
@@ -97,4 +97,5 @@ private:
     QPointer<QAbstractButton> m_actionButton;
     QList<QVariantMap> m_representedGames;
     QBTokenFieldMenu *m_menuButton;
+    QBFilenamePattern m_objectValue;
 };
