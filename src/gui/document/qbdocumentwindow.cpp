@@ -26,6 +26,7 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTableView>
+#include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
 #include <QUrl>
@@ -127,6 +128,10 @@ QBDocumentWindow::QBDocumentWindow(QBDocument *document, const QBGameDataMenus &
 
 QBDocumentWindow::~QBDocumentWindow()
 {
+    // Hidden while this object is whole: hiding makes the views lay out and
+    // signal, and their receivers here must not run half destroyed.
+    hide();
+    m_tableView->horizontalHeader()->disconnect(this);
     m_document->setViews(nullptr);
 }
 
@@ -361,10 +366,11 @@ void QBDocumentWindow::setUpColumns()
     if (!state.isEmpty() && !header->restoreState(state))
         qCInfo(lcDocument).noquote() << "The saved table layout of" << m_document->filename() << "was not used";
 
-    m_tableStateSaver.setSingleShot(true);
-    m_tableStateSaver.setInterval(300);
-    connect(&m_tableStateSaver, &QTimer::timeout, this, &QBDocumentWindow::saveTableState);
-    auto scheduleSave = [this] { m_tableStateSaver.start(); };
+    m_tableStateSaver = new QTimer(this);
+    m_tableStateSaver->setSingleShot(true);
+    m_tableStateSaver->setInterval(300);
+    connect(m_tableStateSaver, &QTimer::timeout, this, &QBDocumentWindow::saveTableState);
+    auto scheduleSave = [this] { m_tableStateSaver->start(); };
     connect(header, &QHeaderView::sectionMoved, this, scheduleSave);
     connect(header, &QHeaderView::sectionResized, this, scheduleSave);
     connect(header, &QHeaderView::sortIndicatorChanged, this, scheduleSave);
@@ -572,7 +578,7 @@ void QBDocumentWindow::changeEvent(QEvent *event)
 void QBDocumentWindow::closeEvent(QCloseEvent *event)
 {
     saveFrameUsingName();
-    m_tableStateSaver.stop();
+    m_tableStateSaver->stop();
     saveTableState();
     m_document->windowWillClose();
     QMainWindow::closeEvent(event);

@@ -4,7 +4,6 @@
 #include "document/qbdocument.h"
 
 #include <QMainWindow>
-#include <QTimer>
 
 class QAction;
 class QBConversionsButton;
@@ -17,6 +16,7 @@ class QListView;
 class QMenu;
 class QStackedWidget;
 class QTableView;
+class QTimer;
 class QToolButton;
 
 // The window of one document: its games as a table or as a grid of covers
@@ -129,5 +129,5 @@ private:
     QBCoverThumbnails *m_gridThumbnails = nullptr;
     QBCoverThumbnails *m_tableThumbnails = nullptr;
     int m_tableClickedRow = -1;
-    QTimer m_tableStateSaver;
+    QTimer *m_tableStateSaver = nullptr;
 };
