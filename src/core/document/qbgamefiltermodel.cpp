@@ -19,8 +19,12 @@ void QBGameFilterModel::setFilter(const QString &key, const QString &text)
     m_key = key;
     m_text = text;
     m_foldedText = QBGameListModel::fold(text);
+    // One layout change, not a removal per run of rows: a keystroke in a
+    // long list changes thousands of scattered rows, and views pay for each
+    // removal with a pass over all their rows. The sort that follows runs
+    // on cached keys.
     if (wasFiltering || !m_text.isEmpty())
-        invalidateRowsFilter();
+        invalidate();
 }
 
 QList<int> QBGameFilterModel::arrangedSourceRows() const

@@ -218,41 +218,52 @@ QVariant QBGameListModel::value(int row, const QString &key) const
     return entry.bundle ? entry.bundle->value(key) : entry.record.value(key);
 }
 
+const QBGameListModel::Cell &QBGameListModel::cell(int row, int index) const
+{
+    const Row &entry = m_rows[size_t(row)];
+    if (entry.cells.empty())
+        entry.cells.resize(size_t(foldKeys().size()));
+    Cell &cell = entry.cells[size_t(index)];
+    if (!cell.made) {
+        const QVariant value = entry.bundle ? entry.bundle->value(foldKeys().at(index))
+                                            : entry.record.value(foldKeys().at(index));
+        const Kind kind = kindOf(value);
+        cell.kind = int(kind);
+        if (kind == Kind::Number)
+            cell.number = value.toDouble();
+        else if (kind == Kind::Date)
+            cell.number = double(value.toDateTime().toMSecsSinceEpoch());
+        cell.folded = fold(QBGameCenter::textForValue(value));
+        cell.made = true;
+    }
+    return cell;
+}
+
 QString QBGameListModel::foldedValue(int row, const QString &key) const
 {
     const int index = foldIndex(key);
     if (index < 0)
         return fold(QBGameCenter::textForValue(value(row, key)));
-    const Row &entry = m_rows[size_t(row)];
-    if (entry.folded.empty())
-        entry.folded.resize(size_t(foldKeys().size()));
-    QString &folded = entry.folded[size_t(index)];
-    if (folded.isNull()) {
-        folded = fold(QBGameCenter::textForValue(value(row, key)));
-        // Empty but made, so that it is not made again.
-        if (folded.isNull())
-            folded = QStringLiteral("");
-    }
-    return folded;
+    return cell(row, index).folded;
 }
 
 bool QBGameListModel::lessThan(int left, int right, int column) const
 {
-    const QString key = keyForColumn(column);
-    const QVariant a = value(left, key);
-    const QVariant b = value(right, key);
-    const Kind kindA = kindOf(a);
-    const Kind kindB = kindOf(b);
-    if (kindA != kindB)
-        return kindA < kindB;
-    switch (kindA) {
+    // The columns are the first keys of the cells.
+    const Cell &a = cell(left, column);
+    const Cell &b = cell(right, column);
+    if (a.kind != b.kind)
+        return a.kind < b.kind;
+    switch (Kind(a.kind)) {
     case Kind::Number:
-        return a.toDouble() < b.toDouble();
     case Kind::Date:
-        return a.toDateTime() < b.toDateTime();
+        return a.number < b.number;
     case Kind::Text: {
-        const int folded = foldedValue(left, key).compare(foldedValue(right, key));
-        return folded != 0 ? folded < 0 : QBGameCenter::textForValue(a) < QBGameCenter::textForValue(b);
+        const int folded = a.folded.compare(b.folded);
+        if (folded != 0)
+            return folded < 0;
+        const QString key = keyForColumn(column);
+        return QBGameCenter::textForValue(value(left, key)) < QBGameCenter::textForValue(value(right, key));
     }
     default:
         return false;
@@ -270,7 +281,7 @@ void QBGameListModel::mergeEntries(const QList<std::pair<int, QVariantMap>> &mer
         QBGameBundle *game = bundle(row);
         if (!game || entries.isEmpty())
             continue;
-        m_rows[size_t(row)].folded.clear();
+        m_rows[size_t(row)].cells.clear();
         game->record()->addEntries(entries);
         first = qMin(first, row);
         last = qMax(last, row);
@@ -280,27 +291,54 @@ void QBGameListModel::mergeEntries(const QList<std::pair<int, QVariantMap>> &mer
         emit dataChanged(index(first, 0), index(last, columnCount() - 1));
 }
 
-QString QBGameListModel::fold(const QString &text)
+namespace {
+
+// Appends c without its accents: the base letters of its canonical
+// decomposition, taken apart again where they decompose further.
+void appendBare(QString &out, char32_t c)
 {
-    bool ascii = true;
-    for (const QChar c : text) {
-        if (c.unicode() >= 0x80) {
-            ascii = false;
-            break;
+    if (QChar::decompositionTag(c) == QChar::Canonical) {
+        const QString parts = QChar::decomposition(c);
+        for (const char32_t part : parts.toUcs4())
+            appendBare(out, part);
+        return;
+    }
+    switch (QChar::category(c)) {
+    case QChar::Mark_NonSpacing:
+    case QChar::Mark_SpacingCombining:
+    case QChar::Mark_Enclosing:
+        return;
+    default:
+        if (QChar::requiresSurrogates(c)) {
+            out += QChar(QChar::highSurrogate(c));
+            out += QChar(QChar::lowSurrogate(c));
+        } else {
+            out += QChar(char16_t(c));
         }
     }
-    if (ascii)
-        return text.toLower();
-    // Split each letter from its accents, drop the accents, then fold the
-    // case: "Ça märche" becomes "ca marche".
-    const QString decomposed = text.normalized(QString::NormalizationForm_D);
+}
+
+}
+
+QString QBGameListModel::fold(const QString &text)
+{
+    // Letters without accents in one pass, then case folding: "Ça märche"
+    // becomes "ca marche". Most texts are ASCII, and most others have few
+    // letters that decompose, so the general normalisation is not needed.
     QString bare;
-    bare.reserve(decomposed.size());
-    for (const QChar c : decomposed) {
-        const QChar::Category category = c.category();
-        if (category != QChar::Mark_NonSpacing && category != QChar::Mark_SpacingCombining
-            && category != QChar::Mark_Enclosing)
-            bare += c;
+    bare.reserve(text.size());
+    const qsizetype size = text.size();
+    const QChar *data = text.constData();
+    for (qsizetype i = 0; i < size; ++i) {
+        const char16_t c = data[i].unicode();
+        if (c < 0x80) {
+            bare += QChar(c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c);
+        } else if (QChar::isHighSurrogate(c) && i + 1 < size && data[i + 1].isLowSurrogate()) {
+            appendBare(bare, QChar::surrogateToUcs4(c, data[i + 1].unicode()));
+            ++i;
+        } else {
+            appendBare(bare, c);
+        }
     }
     return bare.toCaseFolded();
 }
@@ -327,9 +365,9 @@ void QBGameListModel::bundleValueChanged(QBGameBundle *bundle, const QString &ke
     if (row < 0)
         return;
     const int fold = foldIndex(key);
-    std::vector<QString> &folded = m_rows[size_t(row)].folded;
-    if (fold >= 0 && size_t(fold) < folded.size())
-        folded[size_t(fold)] = QString();
+    std::vector<Cell> &cells = m_rows[size_t(row)].cells;
+    if (fold >= 0 && size_t(fold) < cells.size())
+        cells[size_t(fold)].made = false;
     const int column = columnForKey(key);
     if (column >= 0)
         emit dataChanged(index(row, column), index(row, column));

@@ -79,16 +79,26 @@ public:
     static QString fold(const QString &text);
 
 private:
+    // What sorting and filtering read of one value, made when first asked
+    // for.
+    struct Cell
+    {
+        QString folded;
+        double number = 0;
+        int kind = 0;
+        bool made = false;
+    };
     struct Row
     {
         std::unique_ptr<QBGameBundle> bundle;
         QVariantMap record;
-        // Indexed like foldKeys(); a null string is not made yet.
-        mutable std::vector<QString> folded;
+        // Indexed like foldKeys(), whose first keys are the columns.
+        mutable std::vector<Cell> cells;
     };
 
     static const QStringList &foldKeys();
     static int foldIndex(const QString &key);
+    const Cell &cell(int row, int index) const;
     void bundleValueChanged(QBGameBundle *bundle, const QString &key);
     void bundleVersionChanged(QBGameBundle *bundle);
     int rowOf(QBGameBundle *bundle) const;
