@@ -322,17 +322,23 @@ void appendBare(QString &out, char32_t c)
 
 QString QBGameListModel::fold(const QString &text)
 {
-    // Letters without accents in one pass, then case folding: "Ça märche"
-    // becomes "ca marche". Most texts are ASCII, and most others have few
-    // letters that decompose, so the general normalisation is not needed.
-    QString bare;
-    bare.reserve(text.size());
     const qsizetype size = text.size();
     const QChar *data = text.constData();
-    for (qsizetype i = 0; i < size; ++i) {
+    qsizetype i = 0;
+    while (i < size && data[i].unicode() < 0x80)
+        ++i;
+    if (i == size)
+        return text.toLower();
+    // Letters without accents in one pass, then case folding: "Ça märche"
+    // becomes "ca marche". Texts with a few letters that decompose go
+    // faster this way than through the general normalisation.
+    QString bare;
+    bare.reserve(size);
+    bare.append(data, i);
+    for (; i < size; ++i) {
         const char16_t c = data[i].unicode();
         if (c < 0x80) {
-            bare += QChar(c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c);
+            bare += QChar(c);
         } else if (QChar::isHighSurrogate(c) && i + 1 < size && data[i + 1].isLowSurrogate()) {
             appendBare(bare, QChar::surrogateToUcs4(c, data[i + 1].unicode()));
             ++i;
