@@ -16,11 +16,11 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QListView>
 #include <QLoggingCategory>
-#include <QRandomGenerator>
 #include <QScrollBar>
 #include <QSettings>
 #include <QStandardPaths>
@@ -148,22 +148,14 @@ void databaseDocument(const QBGameDataMenus &menus, int runs, int games)
 
 void coverGrid(QBGameCenter &center, const QBGameDataMenus &menus, const QString &folder, int games, int steps)
 {
-    // Covers of the size the cover server serves, with noise so that they
-    // decode and scale like pictures.
-    QRandomGenerator random(11);
+    if (!QBSyntheticDatabase::writeCovers(QFileInfo(QBSupportFolder::coverPath(QBSyntheticDatabase::id(0))).path(),
+                                          games, 11)) {
+        std::fprintf(stderr, "cannot write the covers\n");
+        std::exit(1);
+    }
     QList<QVariantMap> records;
     for (int i = 0; i < games; ++i) {
         const QString id = QBSyntheticDatabase::id(i);
-        QImage cover(176, 248, QImage::Format_ARGB32);
-        for (int y = 0; y < cover.height(); ++y) {
-            auto *line = reinterpret_cast<QRgb *>(cover.scanLine(y));
-            for (int x = 0; x < cover.width(); ++x)
-                line[x] = qRgba(x + i, y, int(random.bounded(64)) + (i % 192), 255);
-        }
-        if (!cover.save(QBSupportFolder::coverPath(id), "PNG")) {
-            std::fprintf(stderr, "cannot write the covers\n");
-            std::exit(1);
-        }
         records << QVariantMap{{QStringLiteral("id"), id},
                                {QStringLiteral("title"), QStringLiteral("Game number %1").arg(i)},
                                {QStringLiteral("region"), QStringLiteral("PAL ")},
