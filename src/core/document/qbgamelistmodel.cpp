@@ -17,21 +17,11 @@ enum class Kind { Missing, Number, Date, Text, Other };
 
 Kind kindOf(const QVariant &value)
 {
+    if (QBGameCenter::isNumber(value))
+        return Kind::Number;
     switch (value.metaType().id()) {
     case QMetaType::UnknownType:
         return Kind::Missing;
-    case QMetaType::Bool:
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Float:
-    case QMetaType::Double:
-        return Kind::Number;
     case QMetaType::QDate:
     case QMetaType::QDateTime:
         return Kind::Date;

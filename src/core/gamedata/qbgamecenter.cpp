@@ -471,15 +471,10 @@ QString QBGameCenter::detailsText(const QVariantMap &game)
     return text;
 }
 
-QString QBGameCenter::textForValue(const QVariant &value)
+bool QBGameCenter::isNumber(const QVariant &value)
 {
     switch (value.metaType().id()) {
-    case QMetaType::UnknownType:
-        return QString();
-    case QMetaType::QString:
-        return value.toString();
     case QMetaType::Bool:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
     case QMetaType::Int:
     case QMetaType::UInt:
     case QMetaType::Long:
@@ -488,11 +483,33 @@ QString QBGameCenter::textForValue(const QVariant &value)
     case QMetaType::ULongLong:
     case QMetaType::Short:
     case QMetaType::UShort:
-        return value.toString();
     case QMetaType::Float:
-        return QString::number(value.toFloat());
     case QMetaType::Double:
-        return QString::number(value.toDouble());
+        return true;
+    default:
+        return false;
+    }
+}
+
+QString QBGameCenter::textForValue(const QVariant &value)
+{
+    if (isNumber(value)) {
+        switch (value.metaType().id()) {
+        case QMetaType::Bool:
+            return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        case QMetaType::Float:
+            return QString::number(value.toFloat());
+        case QMetaType::Double:
+            return QString::number(value.toDouble());
+        default:
+            return value.toString();
+        }
+    }
+    switch (value.metaType().id()) {
+    case QMetaType::UnknownType:
+        return QString();
+    case QMetaType::QString:
+        return value.toString();
     case QMetaType::QDate:
         return QLocale().toString(value.toDate(), QLocale::LongFormat);
     case QMetaType::QDateTime:

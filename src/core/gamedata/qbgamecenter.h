@@ -135,6 +135,9 @@ public:
     // dates in the long style without time, lists joined with ", "; values
     // that have no text form (maps, images) give an empty text.
     static QString textForValue(const QVariant &value);
+    // Whether a record value is a number: an integer of any width, a float
+    // or a boolean.
+    static bool isNumber(const QVariant &value);
     // The title database service's page of a game.
     static QUrl gamePageUrl(const QString &id);
 
