@@ -68,8 +68,9 @@ QBDocument::~QBDocument()
 {
     disconnect();
     m_blockingQueue->cancelAllOperations();
+    // Its games go with it.
     if (ownsDetailsView())
-        QBGameCenter::sharedGameCenter()->setDetailsViewOwner(nullptr);
+        QBGameCenter::sharedGameCenter()->hideDetailsView();
 }
 
 void QBDocument::registerObservers()
