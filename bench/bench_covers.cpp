@@ -10,9 +10,8 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QImage>
+#include <QFileInfo>
 #include <QLoggingCategory>
-#include <QRandomGenerator>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -29,23 +28,15 @@ int main(int argc, char **argv)
     QBSupportFolder::setLocation(dir.filePath(QStringLiteral("support")));
     QBSettings::setValue(SettingsKey::downloadCovers, false);
 
-    // Covers of the size the cover server serves, with noise so that they
-    // compress and decode like pictures rather than flat colour.
     QBGameCenter center;
-    QRandomGenerator random(7);
+    if (!QBSyntheticDatabase::writeCovers(QFileInfo(QBSupportFolder::coverPath(QBSyntheticDatabase::id(0))).path(),
+                                          games)) {
+        std::fprintf(stderr, "cannot write the covers\n");
+        return 1;
+    }
     QList<QVariantMap> records;
     for (int i = 0; i < games; ++i) {
         const QString id = QBSyntheticDatabase::id(i);
-        QImage cover(176, 248, QImage::Format_ARGB32);
-        for (int y = 0; y < cover.height(); ++y) {
-            auto *line = reinterpret_cast<QRgb *>(cover.scanLine(y));
-            for (int x = 0; x < cover.width(); ++x)
-                line[x] = qRgba(x + i, y, int(random.bounded(64)) + (i % 192), 255);
-        }
-        if (!cover.save(QBSupportFolder::coverPath(id), "PNG")) {
-            std::fprintf(stderr, "cannot write the covers\n");
-            return 1;
-        }
         records << QVariantMap{{QStringLiteral("id"), id}, {QStringLiteral("coverPath"), QBSupportFolder::coverPath(id)},
                                {QStringLiteral("filename"), QStringLiteral("/games/%1.wbfs").arg(id)}};
     }

@@ -2,6 +2,8 @@
 #include "qbsyntheticdatabase.h"
 
 #include <QFile>
+#include <QImage>
+#include <QRandomGenerator>
 
 #include <cstdint>
 #include <string>
@@ -132,6 +134,22 @@ bool write(const QString &path, int games)
                 + "</locale></maingenre>\n";
     out += "\t</genres>\n\t<descriptors>\n\t\t<descriptor name=\"violence\"/>\n\t</descriptors>\n</datafile>\n";
     return file.write(out.data(), qint64(out.size())) == qint64(out.size()) && file.flush();
+}
+
+bool writeCovers(const QString &folder, int count, quint32 seed)
+{
+    QRandomGenerator random(seed);
+    for (int i = 0; i < count; ++i) {
+        QImage cover(176, 248, QImage::Format_ARGB32);
+        for (int y = 0; y < cover.height(); ++y) {
+            auto *line = reinterpret_cast<QRgb *>(cover.scanLine(y));
+            for (int x = 0; x < cover.width(); ++x)
+                line[x] = qRgba(x + i, y, int(random.bounded(64)) + (i % 192), 255);
+        }
+        if (!cover.save(folder + u'/' + id(i) + QStringLiteral(".png"), "PNG"))
+            return false;
+    }
+    return true;
 }
 
 }

@@ -19,4 +19,10 @@ bool write(const QString &path, int games);
 // characters and "01"; distinct for the first 373,248 indexes.
 QString id(int index);
 
+// Covers for the first count games, as the cover server serves them:
+// folder/ID.png, 176 x 248 pixels, with noise so that they compress and
+// decode like pictures rather than flat colour. False when one cannot be
+// written.
+bool writeCovers(const QString &folder, int count, quint32 seed = 7);
+
 }

@@ -12,14 +12,16 @@
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
+#include <QDate>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QLocale>
 #include <QStandardPaths>
-#include <QUrl>
 
 namespace {
 
@@ -444,4 +446,91 @@ void QBGameCenter::setDetailsViewOwner(QObject *owner)
         return;
     m_detailsViewOwner = owner;
     emit detailsViewOwnerChanged(owner);
+}
+
+void QBGameCenter::hideDetailsView()
+{
+    emit detailsViewHideRequested();
+    setDetailsViewOwner(nullptr);
+}
+
+void QBGameCenter::updateDetailsView()
+{
+    emit detailsViewUpdateRequested();
+}
+
+QString QBGameCenter::detailsText(const QVariantMap &game)
+{
+    QString text;
+    for (const QString &key : databaseKeys()) {
+        const auto it = game.constFind(key);
+        if (it == game.cend() || !it->isValid())
+            continue;
+        text += u'\n' + capitalizedKey(key) + QStringLiteral(": ") + textForValue(*it);
+    }
+    return text;
+}
+
+bool QBGameCenter::isNumber(const QVariant &value)
+{
+    switch (value.metaType().id()) {
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Float:
+    case QMetaType::Double:
+        return true;
+    default:
+        return false;
+    }
+}
+
+QString QBGameCenter::textForValue(const QVariant &value)
+{
+    if (isNumber(value)) {
+        switch (value.metaType().id()) {
+        case QMetaType::Bool:
+            return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        case QMetaType::Float:
+            return QString::number(value.toFloat());
+        case QMetaType::Double:
+            return QString::number(value.toDouble());
+        default:
+            return value.toString();
+        }
+    }
+    switch (value.metaType().id()) {
+    case QMetaType::UnknownType:
+        return QString();
+    case QMetaType::QString:
+        return value.toString();
+    case QMetaType::QDate:
+        return QLocale().toString(value.toDate(), QLocale::LongFormat);
+    case QMetaType::QDateTime:
+        return QLocale().toString(value.toDateTime().toUTC().date(), QLocale::LongFormat);
+    case QMetaType::QStringList:
+        return value.toStringList().join(QStringLiteral(", "));
+    case QMetaType::QVariantList: {
+        QStringList items;
+        const QVariantList list = value.toList();
+        for (const QVariant &item : list)
+            items << textForValue(item);
+        return items.join(QStringLiteral(", "));
+    }
+    default:
+        return value.canConvert<QString>() ? value.toString() : QString();
+    }
+}
+
+QUrl QBGameCenter::gamePageUrl(const QString &id)
+{
+    QUrl url(QBSettings::value(SettingsKey::databaseServer).toString());
+    url.setPath(QStringLiteral("/Wii/") + id);
+    return url;
 }

@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QStringList>
 #include <QThreadPool>
+#include <QUrl>
 #include <QVariantMap>
 
 class QBArchiveExtractor;
@@ -118,8 +119,27 @@ public:
     QBOperationQueue *operationQueue() const { return m_operationQueue; }
     QNetworkAccessManager *networkAccessManager() const { return m_network; }
 
+    // The details view. It is a widget, so the game center only keeps its
+    // owner and asks it to close or redraw; the view answers by clearing
+    // the owner when it closes.
     QObject *detailsViewOwner() const { return m_detailsViewOwner; }
     void setDetailsViewOwner(QObject *owner);
+    // Closes the details view and forgets its owner.
+    void hideDetailsView();
+    // Rebuilds the details view's content from its game.
+    void updateDetailsView();
+    // The details text after its attribution: "\nKey: value" for each key
+    // of databaseKeys that the game holds, in that order.
+    static QString detailsText(const QVariantMap &game);
+    // A record value as the windows write it: numbers as plain figures,
+    // dates in the long style without time, lists joined with ", "; values
+    // that have no text form (maps, images) give an empty text.
+    static QString textForValue(const QVariant &value);
+    // Whether a record value is a number: an integer of any width, a float
+    // or a boolean.
+    static bool isNumber(const QVariant &value);
+    // The title database service's page of a game.
+    static QUrl gamePageUrl(const QString &id);
 
 signals:
     // A new database is in place.
@@ -135,6 +155,8 @@ signals:
     void downloadPercentChanged(double percent);
     void parsingChanged(bool parsing);
     void detailsViewOwnerChanged(QObject *owner);
+    void detailsViewHideRequested();
+    void detailsViewUpdateRequested();
 
 private:
     void startDownload(const QString &name, const QString &installedName, const QString &url,

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "qbgamelistmodel.h"
+
+#include <QObject>
+#include <QVariantMap>
+
+#include <optional>
+
+class QBGameFilterModel;
+class QBOperationQueue;
+
+// The commands of a document window whose state the document decides.
+enum class QBDocumentCommand {
+    Reload,
+    RecoverRemovedGames,
+    RemoveGame,
+    RenameGame,
+    OpenInFinder,
+    ToggleDetailsView,
+    UpdateContext,
+    SetTableViewColumn,
+    Other,
+};
+
+// Whether a command's item is enabled and, for column and search items,
+// whether it is marked on.
+struct QBItemValidation
+{
+    bool enabled = true;
+    std::optional<bool> state;
+};
+
+// What a document asks of the views that show its games. Indexes are
+// arranged indexes (rows of the document's gameListController), in
+// ascending order; -1 is no row.
+class QBDocumentViews
+{
+public:
+    virtual ~QBDocumentViews();
+    // The row right-clicked while its menu is open, or double-clicked while
+    // its command runs.
+    virtual int tableClickedRow() const = 0;
+    virtual QList<int> tableSelectedRows() const = 0;
+    virtual QList<int> gridSelectionIndexes() const = 0;
+    virtual bool isColumnVisible(const QString &key) const = 0;
+};
+
+// One open source of games, without its window: a folder or a single image
+// (type 0, listed by wit), a WBFS partition or WBFS file (type 1, wwt), or
+// the title database (type 2, no tool). It lists the source on its own
+// serial queue, keeps the games in a model behind a sort and filter proxy,
+// writes the status line, shares free space with the other documents on its
+// file system, and decides which of its commands are enabled.
+//
+// Creation is split between this object and its window: create() does the
+// file-system query and makes the queue; the window then sets up its views
+// and calls registerObservers() and browse(), in that order.
+class QBDocument : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged)
+    Q_PROPERTY(bool isBrowsing READ isBrowsing NOTIFY isBrowsingChanged)
+    Q_PROPERTY(int displayMode READ displayMode NOTIFY displayModeChanged)
+    Q_PROPERTY(QString searchContext READ searchContext NOTIFY searchContextChanged)
+
+public:
+    enum DocumentType { Folder = 0, Partition = 1, Database = 2 };
+
+    // Nothing when the file system of a folder's or partition's path cannot
+    // be queried. The database document names no file and always opens.
+    static QBDocument *create(const QString &filename, int type, int displayMode, QObject *parent = nullptr);
+    ~QBDocument() override;
+
+    QString filename() const { return m_filename; }
+    int documentType() const { return m_documentType; }
+    quint64 filesystem() const { return m_filesystem; }
+    float freeSpace() const { return m_freeSpace; }
+    float totalSpace() const { return m_totalSpace; }
+    bool isBrowsing() const { return m_isBrowsing; }
+    QString statusText() const { return m_statusText; }
+    QBOperationQueue *blockingQueue() const { return m_blockingQueue; }
+
+    QBGameListModel *gameList() const { return m_gameList; }
+    QBGameFilterModel *gameListController() const { return m_gameListController; }
+    void setViews(QBDocumentViews *views) { m_views = views; }
+
+    // The arranged games: filtered and sorted.
+    QList<QBListedGame> games() const;
+    QBListedGame arrangedGame(int index) const;
+    // The clicked index alone when it is set and not selected (a menu
+    // opened on an unselected row acts on that row only), else the
+    // selection.
+    static QList<int> selectedIndexes(int clickedIndex, const QList<int> &selection);
+    QList<int> selectedIndexes() const;
+    std::optional<QBListedGame> selectedGame() const;
+    // Nothing, rather than an empty list, when no game is selected.
+    std::optional<QList<QBListedGame>> selectedGames() const;
+    // "'NAME'" with the last component of the one game's filename, or
+    // "N files".
+    static QString displayStringForGames(const QList<QBListedGame> &games);
+
+    // 0 is the cover grid, any other value the table.
+    int displayMode() const { return m_displayMode; }
+    // The user's choice: kept, remembered as the displayMode setting, and
+    // the details view closed.
+    void setDisplayMode(int mode);
+    int imageBrowserClickedIndex() const { return m_imageBrowserClickedIndex; }
+    void setImageBrowserClickedIndex(int index) { m_imageBrowserClickedIndex = index; }
+
+    QString searchContext() const { return m_searchContext; }
+    // Sets the search key (the very string of the search item) and filters
+    // again with the current text.
+    void updateContext(const QString &key);
+    void updateFilter(const QString &text);
+
+    // Listens to the file-system broadcast, the database and the covers;
+    // the database document listens to none of them.
+    void registerObservers();
+    void browse();
+    // Removes the arranged games (games hidden by the filter stay, and are
+    // listed a second time by the new browse), then browses again.
+    void reload();
+    void recoverDidFinish() { reload(); }
+
+    void browsingDidFinish(const QVariantMap &userInfo);
+    void filesystemDidChange(quint64 filesystem, float freeSpace);
+    void databaseDidLoad();
+    void imageDidDownload(const QVariantMap &game);
+
+    bool ownsDetailsView() const;
+    // Shows the selected game's file in the file manager.
+    void openInFinder();
+
+    QBItemValidation validateUserInterfaceItem(QBDocumentCommand action,
+                                               const QVariant &representedObject = {}) const;
+
+    void windowDidBecomeKey();
+    // Closes the details view when this document shows it, then announces
+    // the close.
+    void windowWillClose();
+
+signals:
+    void statusTextChanged(const QString &text);
+    void isBrowsingChanged(bool browsing);
+    void displayModeChanged(int mode);
+    void searchContextChanged(const QString &key);
+    // Every cover of the grid is to be drawn again.
+    void coverGridReloadRequested();
+    void documentDidBecomeCurrent(QBDocument *document);
+    void documentWillClose(QBDocument *document);
+
+private:
+    QBDocument(const QString &filename, int type, quint64 filesystem, int displayMode, QObject *parent);
+
+    void setStatusText(const QString &text);
+    void setBrowsing(bool browsing);
+    int arrangedCount() const;
+
+    QString m_filename;
+    int m_documentType;
+    int m_displayMode;
+    bool m_isBrowsing = false;
+    int m_imageBrowserClickedIndex = -1;
+    float m_totalSpace = 0;
+    float m_freeSpace = 0;
+    QBOperationQueue *m_blockingQueue;
+    QString m_searchContext;
+    QString m_filterText;
+    quint64 m_filesystem;
+    QString m_statusText;
+    QBGameListModel *m_gameList;
+    QBGameFilterModel *m_gameListController;
+    QBDocumentViews *m_views = nullptr;
+};

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QObject>
+
+#include <optional>
+
+// The one sender of filesystemDidChange that every document listens to:
+// whoever learns a file system's free space (a browse that ends, a removal)
+// posts it here, and each document on that file system shows it.
+//
+// A file system is named by the device number of the file that lives on it
+// (stat's st_dev), so two paths on one mounted volume share a number. A
+// device file (a partition's /dev path) belongs to the devices' own file
+// system, not to the partition it stands for.
+class QBFilesystemCenter : public QObject
+{
+    Q_OBJECT
+
+public:
+    struct Space
+    {
+        // Decimal gigabytes (10^9 bytes), in single precision.
+        float freeSpace = 0;
+        float totalSpace = 0;
+    };
+
+    // Made on first use; lives as long as the application.
+    static QBFilesystemCenter *shared();
+
+    // The number of the file system that holds path; nothing when the path
+    // cannot be queried (it does not exist, or may not be looked at).
+    static std::optional<quint64> filesystemNumber(const QString &path);
+    // The space that the user can write on the file system of path, and its
+    // size; both 0 when the path cannot be queried.
+    static Space spaceForPath(const QString &path);
+
+    void postFilesystemDidChange(quint64 filesystem, float freeSpace);
+
+signals:
+    void filesystemDidChange(quint64 filesystem, float freeSpace);
+
+private:
+    using QObject::QObject;
+};

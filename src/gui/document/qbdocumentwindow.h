@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "document/qbdocument.h"
+
+#include <QMainWindow>
+
+class QAction;
+class QBConversionsButton;
+class QBCoverThumbnails;
+class QBGameDataMenus;
+class QButtonGroup;
+class QLabel;
+class QLineEdit;
+class QListView;
+class QMenu;
+class QStackedWidget;
+class QTableView;
+class QTimer;
+class QToolButton;
+
+// The window of one document: its games as a table or as a grid of covers
+// over the same arranged list, the display-mode control, the conversions
+// button, the search field with its menu of keys, the status line and the
+// reload button. The table's column layout and sort order and the window's
+// frame are remembered per source, under the document's filename.
+//
+// Commands that act on a document are QActions tagged with their
+// QBDocumentCommand (setCommand); validateUserInterfaceItem enables them,
+// and marks the column and search items, by the document's rules.
+class QBDocumentWindow : public QMainWindow, private QBDocumentViews
+{
+    Q_OBJECT
+
+public:
+    // Opens a document and its window and starts listing the source;
+    // nothing when the document cannot be created (the file system of its
+    // path cannot be queried). The search menu and the column items copy
+    // those of menus.
+    static QBDocumentWindow *create(const QString &filename, int type, int displayMode, const QBGameDataMenus &menus,
+                                    QWidget *parent = nullptr);
+    ~QBDocumentWindow() override;
+
+    QBDocument *document() const { return m_document; }
+
+    QTableView *tableView() const { return m_tableView; }
+    QListView *imageBrowserView() const { return m_imageBrowserView; }
+    QStackedWidget *scrollView() const { return m_scrollView; }
+    QWidget *displayModeControl() const { return m_displayModeControl; }
+    QToolButton *displayModeSegment(int segment) const;
+    QBConversionsButton *conversionButton() const { return m_conversionButton; }
+    QToolButton *reloadButton() const { return m_reloadButton; }
+    QLineEdit *searchField() const { return m_searchField; }
+    QLabel *statusTextField() const { return m_statusTextField; }
+    // The context menu of the games, in the table and in the grid.
+    QMenu *gameMenu() const { return m_gameMenu; }
+    QMenu *searchMenu() const { return m_searchMenu; }
+    // The column items, also shown on the table header's context menu.
+    QMenu *columnMenu() const { return m_columnMenu; }
+    QAction *reloadAction() const { return m_reloadAction; }
+    QAction *findAction() const { return m_findAction; }
+    QAction *detailsAction() const { return m_detailsAction; }
+    QAction *revealAction() const { return m_revealAction; }
+
+    static void setCommand(QAction *action, QBDocumentCommand command);
+    static QBDocumentCommand command(const QAction *action);
+    // Enables the item, and checks a column or search item, by the rules of
+    // its command.
+    void validateUserInterfaceItem(QAction *item) const;
+
+    // The commands.
+    void setDisplayMode(int mode);
+    // The item's check state is the column's visibility wanted: checkable
+    // items have flipped when they are triggered.
+    void setTableViewColumn(QAction *item);
+    void updateContext(QAction *item);
+    void performFindPanelAction();
+    void toggleDetailsView();
+    void reload();
+    void openInFinder();
+
+    // The frame saved under the filename, if any; false when there is none.
+    bool setFrameUsingName();
+    void saveFrameUsingName() const;
+
+    // Where the table layout and the window frame of a source are kept.
+    static QString tableStateKey(const QString &filename);
+    static QString frameKey(const QString &filename);
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    QBDocumentWindow(QBDocument *document, const QBGameDataMenus &menus, QWidget *parent);
+
+    void buildWidgets();
+    void buildActions();
+    void buildMenus(const QBGameDataMenus &menus);
+    void setUpColumns();
+    void validateActions();
+    void saveTableState() const;
+    void showGameMenu(QWidget *view, const QPoint &viewportPosition);
+    void tableDoubleClicked(const QModelIndex &index);
+
+    // QBDocumentViews
+    int tableClickedRow() const override { return m_tableClickedRow; }
+    QList<int> tableSelectedRows() const override;
+    QList<int> gridSelectionIndexes() const override;
+    bool isColumnVisible(const QString &key) const override;
+
+    QBDocument *m_document;
+    QListView *m_imageBrowserView = nullptr;
+    QTableView *m_tableView = nullptr;
+    QStackedWidget *m_scrollView = nullptr;
+    QBConversionsButton *m_conversionButton = nullptr;
+    QToolButton *m_reloadButton = nullptr;
+    QLineEdit *m_searchField = nullptr;
+    QLabel *m_statusTextField = nullptr;
+    QWidget *m_displayModeControl = nullptr;
+    QButtonGroup *m_displayModeGroup = nullptr;
+    QMenu *m_gameMenu = nullptr;
+    QMenu *m_searchMenu = nullptr;
+    QMenu *m_columnMenu = nullptr;
+    QAction *m_reloadAction = nullptr;
+    QAction *m_findAction = nullptr;
+    QAction *m_detailsAction = nullptr;
+    QAction *m_revealAction = nullptr;
+    QBCoverThumbnails *m_gridThumbnails = nullptr;
+    QBCoverThumbnails *m_tableThumbnails = nullptr;
+    int m_tableClickedRow = -1;
+    QTimer *m_tableStateSaver = nullptr;
+};

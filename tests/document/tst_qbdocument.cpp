@@ -1,0 +1,345 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qbsettings.h"
+#include "document/qbdocument.h"
+#include "document/qbfilesystem.h"
+#include "document/qbgamefiltermodel.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbsupportfolder.h"
+#include "qbscriptedalerts.h"
+#include "tasks/qboperationqueue.h"
+
+#include <QAbstractItemModelTester>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDateTime>
+#include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+Q_DECLARE_METATYPE(QBDocumentCommand)
+
+namespace {
+
+// The views of a window, as the document sees them.
+struct FakeViews : QBDocumentViews
+{
+    int clicked = -1;
+    QList<int> rows;
+    QStringList visibleColumns;
+
+    int tableClickedRow() const override { return clicked; }
+    QList<int> tableSelectedRows() const override { return rows; }
+    QList<int> gridSelectionIndexes() const override { return rows; }
+    bool isColumnVisible(const QString &key) const override { return visibleColumns.contains(key); }
+};
+
+// What a file manager is asked to show.
+class FakeFileManager : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    QStringList shown;
+    QString startupId;
+
+public slots:
+    void ShowItems(const QStringList &uris, const QString &startup)
+    {
+        shown << uris;
+        startupId = startup;
+    }
+};
+
+QVariantMap game(const QString &id, const QString &title, const QString &filename)
+{
+    return {{u"id"_qs, id}, {u"title"_qs, title}, {u"filename"_qs, filename}, {u"region"_qs, u"PAL "_qs},
+            {u"filetype"_qs, u"WBFS/WII"_qs}, {u"size"_qs, 4.37f}, {u"coverPath"_qs, QBSupportFolder::coverPath(id)}};
+}
+
+}
+
+class tst_QBDocument : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+    void validation_data();
+    void validation();
+    void selectionAndNames();
+    void statusLinesOfOneGame();
+    void unexpectedValues();
+    void revealShowsTheFile();
+
+private:
+    std::unique_ptr<QBDocument> listed(int type, int count);
+
+    QTemporaryDir m_dir;
+    QProcess m_bus;
+    std::unique_ptr<QBGameCenter> m_center;
+};
+
+void tst_QBDocument::initTestCase()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings().clear();
+    QBSettings::setValue(SettingsKey::downloadCovers, false);
+    QBSupportFolder::setLocation(m_dir.filePath(u"support"_qs));
+    // A session bus of our own, so that revealing a file reaches the fake
+    // file manager of this test and nothing of the user's.
+    const QString daemon = QStandardPaths::findExecutable(u"dbus-daemon"_qs);
+    QVERIFY2(!daemon.isEmpty(), "dbus-daemon is not installed");
+    m_bus.start(daemon, {u"--session"_qs, u"--nofork"_qs, u"--print-address=1"_qs});
+    QVERIFY(m_bus.waitForStarted());
+    QTRY_VERIFY(m_bus.canReadLine());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus.readLine().trimmed());
+    m_center = std::make_unique<QBGameCenter>();
+    QTRY_VERIFY(!m_center->isParsing());
+}
+
+void tst_QBDocument::cleanupTestCase()
+{
+    m_center.reset();
+    m_bus.kill();
+    m_bus.waitForFinished();
+}
+
+// A document of the given type whose list holds count games, reported as
+// a browse reports them (a database document gets them as records).
+std::unique_ptr<QBDocument> tst_QBDocument::listed(int type, int count)
+{
+    std::unique_ptr<QBDocument> document(QBDocument::create(m_dir.path(), type, 1));
+    for (int i = 0; i < count; ++i) {
+        const QVariantMap record = game(u"RQ%1E01"_qs.arg(i), u"Game %1"_qs.arg(i), m_dir.filePath(u"g%1.wbfs"_qs.arg(i)));
+        if (type == QBDocument::Database)
+            document->gameList()->addRecords({record});
+        else
+            document->browsingDidFinish({{u"game"_qs, record}});
+    }
+    return document;
+}
+
+void tst_QBDocument::validation_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<bool>("browsing");
+    QTest::addColumn<QList<int>>("selection");
+    QTest::addColumn<int>("clicked");
+    QTest::addColumn<QString>("detailsOwner"); // "this", "other" or ""
+    QTest::addColumn<QBDocumentCommand>("command");
+    QTest::addColumn<QVariant>("item");
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<int>("state"); // -1 none, 0 off, 1 on
+
+    using C = QBDocumentCommand;
+    const QList<int> none;
+    const QList<int> one{1};
+    const QVariant noItem;
+    QTest::newRow("reload while listing") << 0 << true << none << -1 << "" << C::Reload << noItem << false << -1;
+    QTest::newRow("reload after listing") << 1 << false << none << -1 << "" << C::Reload << noItem << true << -1;
+    QTest::newRow("folder: remove, none selected") << 0 << false << none << -1 << "" << C::RemoveGame << noItem << false << -1;
+    QTest::newRow("folder: rename, none selected") << 0 << false << none << -1 << "" << C::RenameGame << noItem << false << -1;
+    QTest::newRow("folder: reveal, none selected") << 0 << false << none << -1 << "" << C::OpenInFinder << noItem << false << -1;
+    QTest::newRow("folder: recover") << 0 << false << one << -1 << "" << C::RecoverRemovedGames << noItem << false << -1;
+    QTest::newRow("folder: rename, clicked row") << 0 << true << none << 2 << "" << C::RenameGame << noItem << true << -1;
+    QTest::newRow("folder: reveal, selected") << 0 << false << one << -1 << "" << C::OpenInFinder << noItem << true << -1;
+    QTest::newRow("partition: remove") << 1 << false << one << -1 << "" << C::RemoveGame << noItem << true << -1;
+    QTest::newRow("partition: rename") << 1 << false << one << -1 << "" << C::RenameGame << noItem << false << -1;
+    QTest::newRow("partition: reveal") << 1 << false << one << -1 << "" << C::OpenInFinder << noItem << false << -1;
+    QTest::newRow("partition: recover, none selected") << 1 << false << none << -1 << "" << C::RecoverRemovedGames << noItem << true << -1;
+    QTest::newRow("database: remove") << 2 << false << one << -1 << "" << C::RemoveGame << noItem << false << -1;
+    QTest::newRow("database: rename") << 2 << false << one << -1 << "" << C::RenameGame << noItem << false << -1;
+    QTest::newRow("database: recover") << 2 << false << one << -1 << "" << C::RecoverRemovedGames << noItem << false << -1;
+    QTest::newRow("details, selected") << 0 << false << one << -1 << "other" << C::ToggleDetailsView << noItem << true << -1;
+    QTest::newRow("details, none selected, shown here") << 0 << false << none << -1 << "this" << C::ToggleDetailsView << noItem << true << -1;
+    QTest::newRow("details, none selected, shown elsewhere") << 1 << false << none << -1 << "other" << C::ToggleDetailsView << noItem << false << -1;
+    QTest::newRow("details, none selected, closed") << 2 << false << none << -1 << "" << C::ToggleDetailsView << noItem << false << -1;
+    // The search item is on only for the very key object held as context.
+    QTest::newRow("search: the context's key") << 0 << false << none << -1 << "" << C::UpdateContext
+                                               << QVariant(QBGameCenter::searchMenuKeys().last()) << true << 1;
+    QTest::newRow("search: an equal copy") << 0 << false << none << -1 << "" << C::UpdateContext
+                                           << QVariant(QString::fromLatin1("title")) << true << 0;
+    QTest::newRow("search: another key") << 0 << false << none << -1 << "" << C::UpdateContext
+                                         << QVariant(QBGameCenter::searchMenuKeys().first()) << true << 0;
+    QTest::newRow("column: shown") << 0 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"title"_qs) << true << 1;
+    QTest::newRow("column: hidden") << 1 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"size"_qs) << true << 0;
+    QTest::newRow("database: file column") << 2 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"filetype"_qs) << false << 1;
+    QTest::newRow("database: other column") << 2 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"genre"_qs) << true << 0;
+    QTest::newRow("unknown command") << 2 << true << none << -1 << "" << C::Other << noItem << true << -1;
+}
+
+void tst_QBDocument::validation()
+{
+    QFETCH(int, type);
+    QFETCH(bool, browsing);
+    QFETCH(QList<int>, selection);
+    QFETCH(int, clicked);
+    QFETCH(QString, detailsOwner);
+    QFETCH(QBDocumentCommand, command);
+    QFETCH(QVariant, item);
+    QFETCH(bool, enabled);
+    QFETCH(int, state);
+
+    std::unique_ptr<QBDocument> document = listed(type, 3);
+    FakeViews views;
+    views.rows = selection;
+    views.clicked = clicked;
+    views.visibleColumns = QStringList{u"title"_qs, u"filetype"_qs};
+    document->setViews(&views);
+    if (browsing) {
+        // Listing an empty folder with the real tool; the rules are read
+        // before the listing reports.
+        if (type != QBDocument::Database)
+            document->browse();
+        QCOMPARE(document->isBrowsing(), type != QBDocument::Database);
+    }
+    QObject other;
+    m_center->setDetailsViewOwner(detailsOwner == u"this"_qs ? document.get()
+                                          : detailsOwner == u"other"_qs ? &other : nullptr);
+
+    const QBItemValidation validation = document->validateUserInterfaceItem(command, item);
+    QCOMPARE(validation.enabled, enabled);
+    QCOMPARE(validation.state.has_value(), state >= 0);
+    if (state >= 0)
+        QCOMPARE(*validation.state, state == 1);
+    m_center->setDetailsViewOwner(nullptr);
+}
+
+void tst_QBDocument::selectionAndNames()
+{
+    std::unique_ptr<QBDocument> document = listed(QBDocument::Folder, 4);
+    FakeViews views;
+    document->setViews(&views);
+    QVERIFY(!document->selectedGames().has_value());
+    QVERIFY(!document->selectedGame().has_value());
+
+    // A menu opened on an unselected row acts on that row alone; inside
+    // the selection, on the whole selection.
+    views.rows = {0, 3};
+    views.clicked = 2;
+    QCOMPARE(document->selectedIndexes(), QList<int>{2});
+    views.clicked = 3;
+    QCOMPARE(document->selectedIndexes(), (QList<int>{0, 3}));
+    QCOMPARE(document->selectedGame()->value(u"id"_qs).toString(), u"RQ3E01"_qs);
+    QCOMPARE(QBDocument::displayStringForGames(*document->selectedGames()), u"2 files"_qs);
+
+    // The grid has its own clicked index.
+    document->setDisplayMode(0);
+    QCOMPARE(document->selectedIndexes(), (QList<int>{0, 3}));
+    document->setImageBrowserClickedIndex(1);
+    QCOMPARE(document->selectedIndexes(), QList<int>{1});
+    QCOMPARE(QBDocument::displayStringForGames(*document->selectedGames()), u"'g1.wbfs'"_qs);
+    QCOMPARE(QBSettings::value(SettingsKey::displayMode).toInt(), 0);
+
+    QBListedGame onPartition;
+    onPartition.record = {{u"filename"_qs, u"/dev/sdb1/RQAE01"_qs}};
+    QCOMPARE(QBDocument::displayStringForGames({onPartition}), u"'RQAE01'"_qs);
+    QCOMPARE(QBDocument::displayStringForGames({}), u"0 files"_qs);
+}
+
+void tst_QBDocument::statusLinesOfOneGame()
+{
+    // A WBFS file's document: the partition's own figures, in the singular.
+    std::unique_ptr<QBDocument> partition(QBDocument::create(m_dir.path(), QBDocument::Partition, 1));
+    std::unique_ptr<QBDocument> neighbour = listed(QBDocument::Folder, 2);
+    neighbour->browsingDidFinish({{u"terminationStatus"_qs, 0}});
+    const float neighbourTotal = neighbour->totalSpace();
+    QVERIFY(neighbourTotal > 0);
+    partition->registerObservers();
+    neighbour->registerObservers();
+
+    partition->browse();
+    QCOMPARE(partition->statusText(), u"Loading ..."_qs);
+    partition->browsingDidFinish({{u"game"_qs, game(u"RQAE01"_qs, u"Alpha"_qs, m_dir.filePath(u"P/RQAE01"_qs))}});
+    QCOMPARE(partition->statusText(), u"1 game found, please wait ..."_qs);
+    // A browse of the other document (the tool's own report) must not
+    // overwrite the running count.
+    QBFilesystemCenter::shared()->postFilesystemDidChange(partition->filesystem(), 1.0f);
+    QCOMPARE(partition->statusText(), u"1 game found, please wait ..."_qs);
+
+    const QVariantMap infos{{u"NSFileSystemFreeSize"_qs, 9.9f}, {u"NSFileSystemSize"_qs, 10.2f}};
+    partition->browsingDidFinish({{u"terminationStatus"_qs, 0}, {u"partitionInfos"_qs, infos}});
+    QCOMPARE(partition->statusText(), u"1 game, 9.9 of 10.2 GB available"_qs);
+    // Its neighbour on the same file system shows that free space with its
+    // own total.
+    QCOMPARE(neighbour->statusText(), QString::asprintf("2 games, 9.9 of %.1f GB available", double(neighbourTotal)));
+    QBFilesystemCenter::shared()->postFilesystemDidChange(partition->filesystem() + 1, 3.0f);
+    QCOMPARE(partition->statusText(), u"1 game, 9.9 of 10.2 GB available"_qs);
+    partition->blockingQueue()->cancelAllOperations();
+}
+
+// Database records whose values are not of the kinds the parser makes must
+// still list, sort and filter.
+void tst_QBDocument::unexpectedValues()
+{
+    std::unique_ptr<QBDocument> document(QBDocument::create(u"GameTDB"_qs, QBDocument::Database, 1));
+    QVERIFY(document);
+    QBGameListModel *games = document->gameList();
+    QBGameFilterModel *arranged = document->gameListController();
+    QAbstractItemModelTester modelTester(games);
+    QAbstractItemModelTester proxyTester(arranged);
+    QImage image(2, 2, QImage::Format_RGB32);
+    games->addRecords({
+            {{u"id"_qs, u"A"_qs}, {u"title"_qs, u"Ça Märche"_qs}, {u"players"_qs, u"four"_qs}},
+            {{u"id"_qs, u"B"_qs}, {u"title"_qs, QVariantList{u"Cab"_qs, 2}}, {u"players"_qs, 2}},
+            {{u"id"_qs, 7}, {u"title"_qs, 42}, {u"players"_qs, QVariantMap{{u"x"_qs, 1}}}},
+            {{u"title"_qs, image}, {u"region"_qs, QDateTime(QDate(2010, 5, 4), QTime(), Qt::UTC)}},
+            {{u"id"_qs, u"E"_qs}},
+    });
+    const int title = QBGameListModel::columnForKey(u"title"_qs);
+    QCOMPARE(games->index(1, title).data().toString(), u"Cab, 2"_qs);
+    QCOMPARE(games->index(3, title).data().toString(), QString());
+    QCOMPARE(games->index(2, QBGameListModel::columnForKey(u"players"_qs)).data().toString(), QString());
+    QVERIFY(!games->index(3, QBGameListModel::columnForKey(u"region"_qs)).data().toString().isEmpty());
+
+    auto arrangedIds = [arranged] {
+        QStringList ids;
+        for (int row = 0; row < arranged->rowCount(); ++row)
+            ids << arranged->index(row, QBGameListModel::columnForKey(u"id"_qs)).data().toString();
+        return ids;
+    };
+    // Missing values first, then numbers, then texts (case and accents
+    // folded), then values with no order of their own.
+    arranged->sort(title, Qt::AscendingOrder);
+    QCOMPARE(arrangedIds(), (QStringList{u"E"_qs, u"7"_qs, u"A"_qs, u"B"_qs, QString()}));
+    arranged->sort(QBGameListModel::columnForKey(u"players"_qs), Qt::DescendingOrder);
+    QCOMPARE(arrangedIds().first(), u"7"_qs);
+
+    document->updateFilter(u"ca"_qs);
+    QCOMPARE(arrangedIds(), (QStringList{u"A"_qs, u"B"_qs}));
+    document->updateFilter(u"ÇA MAR"_qs);
+    QCOMPARE(arrangedIds(), QStringList{u"A"_qs});
+    document->updateFilter(u"4"_qs);
+    QCOMPARE(arrangedIds(), QStringList{u"7"_qs});
+    document->updateFilter(QString());
+    QCOMPARE(arranged->rowCount(), 5);
+}
+
+void tst_QBDocument::revealShowsTheFile()
+{
+    FakeFileManager manager;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    QVERIFY(bus.isConnected());
+    QVERIFY(bus.registerObject(u"/org/freedesktop/FileManager1"_qs, &manager, QDBusConnection::ExportAllSlots));
+    QVERIFY(bus.registerService(u"org.freedesktop.FileManager1"_qs));
+
+    std::unique_ptr<QBDocument> document = listed(QBDocument::Folder, 3);
+    FakeViews views;
+    document->setViews(&views);
+    document->openInFinder();
+    views.rows = {0, 2};
+    document->openInFinder();
+    QTRY_COMPARE(manager.shown, QStringList{QUrl::fromLocalFile(m_dir.filePath(u"g2.wbfs"_qs)).toString()});
+    QCOMPARE(manager.startupId, QString());
+    bus.unregisterService(u"org.freedesktop.FileManager1"_qs);
+}
+
+QTEST_GUILESS_MAIN(tst_QBDocument)
+#include "tst_qbdocument.moc"
