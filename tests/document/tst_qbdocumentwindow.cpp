@@ -196,6 +196,7 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QCOMPARE(folder->statusTextField()->text(), u"Loading ..."_qs);
     QVERIFY(!folder->reloadButton()->isEnabled());
     QVERIFY(!folder->reloadAction()->isEnabled());
+    QCOMPARE(folder->actionForCommand(QBDocumentCommand::Reload), folder->reloadAction());
     QSignalSpy statuses(folder->document(), &QBDocument::statusTextChanged);
     QVERIFY(waitListed(folder));
 

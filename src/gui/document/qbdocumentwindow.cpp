@@ -389,6 +389,16 @@ QBDocumentCommand QBDocumentWindow::command(const QAction *action)
     return value.isValid() ? QBDocumentCommand(value.toInt()) : QBDocumentCommand::Other;
 }
 
+QAction *QBDocumentWindow::actionForCommand(QBDocumentCommand wanted) const
+{
+    const QList<QAction *> own = actions();
+    for (QAction *action : own) {
+        if (command(action) == wanted)
+            return action;
+    }
+    return nullptr;
+}
+
 void QBDocumentWindow::validateUserInterfaceItem(QAction *item) const
 {
     const QBItemValidation validation = m_document->validateUserInterfaceItem(command(item), item->data());

@@ -64,6 +64,10 @@ public:
 
     static void setCommand(QAction *action, QBDocumentCommand command);
     static QBDocumentCommand command(const QAction *action);
+    // The window's own action for a command (added with addAction), for
+    // menus outside the window that act on the front document; nullptr
+    // when the window has none.
+    QAction *actionForCommand(QBDocumentCommand command) const;
     // Enables the item, and checks a column or search item, by the rules of
     // its command.
     void validateUserInterfaceItem(QAction *item) const;
