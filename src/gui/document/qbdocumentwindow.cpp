@@ -132,6 +132,11 @@ QBDocumentWindow::~QBDocumentWindow()
     // signal, and their receivers here must not run half destroyed.
     hide();
     m_tableView->horizontalHeader()->disconnect(this);
+    // The document goes with the widget's children, after this part of the
+    // window; when it closes the details view, the game center's signal
+    // must not come back here.
+    if (QBGameCenter *center = QBGameCenter::sharedGameCenter())
+        disconnect(center, nullptr, this, nullptr);
     m_document->setViews(nullptr);
 }
 
