@@ -241,7 +241,7 @@ void tst_QBDocument::selectionAndNames()
     QBListedGame onPartition;
     onPartition.record = {{u"filename"_qs, u"/dev/sdb1/RQAE01"_qs}};
     QCOMPARE(QBDocument::displayStringForGames({onPartition}), u"'RQAE01'"_qs);
-    QCOMPARE(QBDocument::displayStringForGames({}), u"0 files"_qs);
+    QCOMPARE(QBDocument::displayStringForGames(QList<QBListedGame>()), u"0 files"_qs);
 }
 
 void tst_QBDocument::statusLinesOfOneGame()

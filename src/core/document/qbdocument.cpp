@@ -28,6 +28,17 @@ const char *plural(int count)
     return count == 1 ? "" : "s";
 }
 
+QString displayString(qsizetype count, const QVariant &firstFilename)
+{
+    if (count == 1) {
+        QString path = firstFilename.toString();
+        while (path.size() > 1 && path.endsWith(u'/'))
+            path.chop(1);
+        return u'\'' + path.mid(path.lastIndexOf(u'/') + 1) + u'\'';
+    }
+    return QString::asprintf("%lu files", ulong(count));
+}
+
 // The same string object, not an equal one: the search item whose key is
 // the very key held as the context.
 bool isSameString(const QString &a, const QString &b)
@@ -234,13 +245,20 @@ std::optional<QList<QBListedGame>> QBDocument::selectedGames() const
 
 QString QBDocument::displayStringForGames(const QList<QBListedGame> &games)
 {
-    if (games.size() == 1) {
-        QString path = games.first().value(GameKey::filename).toString();
-        while (path.size() > 1 && path.endsWith(u'/'))
-            path.chop(1);
-        return u'\'' + path.mid(path.lastIndexOf(u'/') + 1) + u'\'';
-    }
-    return QString::asprintf("%lu files", ulong(games.size()));
+    return displayString(games.size(), games.isEmpty() ? QVariant() : games.first().value(GameKey::filename));
+}
+
+QString QBDocument::displayStringForGames(const QList<QVariantMap> &games)
+{
+    return displayString(games.size(), games.isEmpty() ? QVariant() : games.first().value(GameKey::filename));
+}
+
+QString QBDocument::nameLines(const QStringList &names)
+{
+    // Deliberately 9, not 10, when the list is cut.
+    if (names.size() >= 11)
+        return (names.mid(0, 9) << QStringLiteral("...")).join(u'\n');
+    return names.join(u'\n');
 }
 
 // --- Display mode and filter ----------------------------------------------
@@ -373,6 +391,15 @@ void QBDocument::setStatusText(const QString &text)
         return;
     m_statusText = text;
     emit statusTextChanged(text);
+}
+
+void QBDocument::setRenomations(int completed, int total)
+{
+    if (m_completedRenomations == completed && m_totalRenomations == total)
+        return;
+    m_completedRenomations = completed;
+    m_totalRenomations = total;
+    emit renomationsChanged();
 }
 
 void QBDocument::setBrowsing(bool browsing)

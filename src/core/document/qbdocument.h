@@ -4,11 +4,13 @@
 #include "qbgamelistmodel.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QVariantMap>
 
 #include <optional>
 
 class QBGameFilterModel;
+class QBNamingPanel;
 class QBOperationQueue;
 
 // The commands of a document window whose state the document decides.
@@ -54,6 +56,10 @@ public:
 // writes the status line, shares free space with the other documents on its
 // file system, and decides which of its commands are enabled.
 //
+// Games come in from other documents (addGames, as conversions on the
+// program's conversion queue) and go out by removal and renaming, whose
+// tools run on the document's own queue.
+//
 // Creation is split between this object and its window: create() does the
 // file-system query and makes the queue; the window then sets up its views
 // and calls registerObservers() and browse(), in that order.
@@ -64,6 +70,8 @@ class QBDocument : public QObject
     Q_PROPERTY(bool isBrowsing READ isBrowsing NOTIFY isBrowsingChanged)
     Q_PROPERTY(int displayMode READ displayMode NOTIFY displayModeChanged)
     Q_PROPERTY(QString searchContext READ searchContext NOTIFY searchContextChanged)
+    Q_PROPERTY(int completedRenomations READ completedRenomations NOTIFY renomationsChanged)
+    Q_PROPERTY(int totalRenomations READ totalRenomations NOTIFY renomationsChanged)
 
 public:
     enum DocumentType { Folder = 0, Partition = 1, Database = 2 };
@@ -100,6 +108,10 @@ public:
     // "'NAME'" with the last component of the one game's filename, or
     // "N files".
     static QString displayStringForGames(const QList<QBListedGame> &games);
+    static QString displayStringForGames(const QList<QVariantMap> &games);
+    // Names as alerts list them: one per line; from 11 names on, the first
+    // 9 and a line "...".
+    static QString nameLines(const QStringList &names);
 
     // 0 is the cover grid, any other value the table.
     int displayMode() const { return m_displayMode; }
@@ -129,6 +141,30 @@ public:
     void databaseDidLoad();
     void imageDidDownload(const QVariantMap &game);
 
+    // Adding (qbdocumentadding.cpp). Screens the games against this
+    // document's games and the running conversions, asks the user about
+    // duplicates and, for a folder, for a name pattern in the panel, then
+    // hands one conversion per game to the conversion controller.
+    void addGames(const QList<QVariantMap> &games, QBNamingPanel *convertPanel);
+    // A conversion of this document's has ended well: the new file is
+    // listed alone, replacing a row of the same filename.
+    void conversionDidFinish(const QVariantMap &userInfo);
+
+    // Removing and recovering (qbdocumentremoving.cpp). removeGame acts on
+    // selectedGames, after the busy check and the user's confirmation.
+    void removeGame();
+    void removeGames(const QList<QBListedGame> &games);
+    // games are the listed games the task was given, in its order; those
+    // gone from the list meanwhile are null.
+    void removeDidFinish(const QVariantMap &userInfo, const QList<QPointer<QBGameBundle>> &games);
+    void recoverRemovedGames();
+
+    // Renaming (qbdocumentrenaming.cpp): selectedGames, named by the panel.
+    void renameGame(QBNamingPanel *renamePanel);
+    void renomationDidFinish(const QVariantMap &userInfo, QBGameBundle *game);
+    int completedRenomations() const { return m_completedRenomations; }
+    int totalRenomations() const { return m_totalRenomations; }
+
     bool ownsDetailsView() const;
     // Shows the selected game's file in the file manager.
     void openInFinder();
@@ -150,6 +186,7 @@ signals:
     void coverGridReloadRequested();
     void documentDidBecomeCurrent(QBDocument *document);
     void documentWillClose(QBDocument *document);
+    void renomationsChanged();
 
 private:
     QBDocument(const QString &filename, int type, quint64 filesystem, int displayMode, QObject *parent);
@@ -157,6 +194,7 @@ private:
     void setStatusText(const QString &text);
     void setBrowsing(bool browsing);
     int arrangedCount() const;
+    void setRenomations(int completed, int total);
 
     QString m_filename;
     int m_documentType;
@@ -173,4 +211,6 @@ private:
     QBGameListModel *m_gameList;
     QBGameFilterModel *m_gameListController;
     QBDocumentViews *m_views = nullptr;
+    int m_completedRenomations = 0;
+    int m_totalRenomations = 0;
 };

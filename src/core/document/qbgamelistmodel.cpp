@@ -138,6 +138,12 @@ QVariant QBGameListModel::headerData(int section, Qt::Orientation orientation, i
     return {};
 }
 
+Qt::ItemFlags QBGameListModel::flags(const QModelIndex &index) const
+{
+    const Qt::ItemFlags flags = QAbstractTableModel::flags(index);
+    return index.isValid() ? flags | Qt::ItemIsDragEnabled : flags;
+}
+
 void QBGameListModel::addGame(std::unique_ptr<QBGameBundle> bundle)
 {
     QBGameBundle *game = bundle.get();
@@ -339,7 +345,7 @@ QString QBGameListModel::fold(const QString &text)
     return bare.toCaseFolded();
 }
 
-int QBGameListModel::rowOf(QBGameBundle *bundle) const
+int QBGameListModel::rowOf(const QBGameBundle *bundle) const
 {
     if (!m_rowOfValid) {
         m_rowOf.clear();

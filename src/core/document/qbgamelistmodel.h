@@ -57,6 +57,8 @@ public:
     int columnCount(const QModelIndex &parent = {}) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    // Every game can be dragged to another document.
+    Qt::ItemFlags flags(const QModelIndex &index) const override;
 
     // Takes the bundle; its changes show in its row from now on.
     void addGame(std::unique_ptr<QBGameBundle> bundle);
@@ -66,6 +68,8 @@ public:
 
     QBListedGame game(int row) const;
     QBGameBundle *bundle(int row) const;
+    // The row of a bundle of this list; -1 for any other.
+    int rowOf(const QBGameBundle *bundle) const;
     QVariant value(int row, const QString &key) const;
     // The text of a value with case and diacritics folded away, as the
     // filter compares it; empty for a missing value.
@@ -101,7 +105,6 @@ private:
     const Cell &cell(int row, int index) const;
     void bundleValueChanged(QBGameBundle *bundle, const QString &key);
     void bundleVersionChanged(QBGameBundle *bundle);
-    int rowOf(QBGameBundle *bundle) const;
 
     std::vector<Row> m_rows;
     mutable QHash<const QBGameBundle *, int> m_rowOf;

@@ -2,6 +2,7 @@
 #include "qbrenamepanel.h"
 
 #include "app/qbalertpresenter.h"
+#include "document/qbdocument.h"
 #include "gamedata/qbgamebundle.h"
 #include "qbsharedpanel.h"
 #include "qbtokenfield.h"
@@ -19,13 +20,6 @@ QString nameInAlert(const QVariantMap &game)
 {
     const QString filename = QFileInfo(game.value(GameKey::filename).toString()).fileName();
     return filename.isEmpty() ? game.value(GameKey::id).toString() : filename;
-}
-
-// One name per line; from 11 names on, the first 9 and a line "...".
-QString nameLines(const QStringList &names)
-{
-    return names.size() >= 11 ? (names.mid(0, 9) << QStringLiteral("...")).join(u'\n')
-                              : names.join(u'\n');
 }
 
 }
@@ -105,7 +99,7 @@ void QBRenamePanel::ok()
         alert.message = unnamed.size() == 1
                 ? tr("The file name would be empty for one game.")
                 : tr("The file name would be empty for %1 games.").arg(unnamed.size());
-        alert.informativeText = nameLines(unnamed);
+        alert.informativeText = QBDocument::nameLines(unnamed);
         QBAlertPresenter::run(alert);
         return;
     }

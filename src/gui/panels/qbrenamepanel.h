@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "panels/qbnamingpanel.h"
+
 #include <QDialog>
 #include <QVariantMap>
 
@@ -12,7 +14,7 @@ class QPushButton;
 // The modal panel in which the user composes the file name that each game
 // concerned will get when it is renamed. The pattern stays in the panel
 // from one use to the next.
-class QBRenamePanel : public QDialog
+class QBRenamePanel : public QDialog, public QBNamingPanel
 {
     Q_OBJECT
 
@@ -27,10 +29,10 @@ public:
     // field); closing the panel any other way answers false. The games are
     // read when the panel opens.
     bool runModalWithTitle(const QString &title, const QList<QBGameBundle *> &games);
-    bool runModalWithTitle(const QString &title, const QList<QVariantMap> &games);
+    bool runModalWithTitle(const QString &title, const QList<QVariantMap> &games) override;
 
     // The composed file name for one game, without folder or extension.
-    QString stringForGame(const QVariantMap &game) const;
+    QString stringForGame(const QVariantMap &game) const override;
     QString stringForGame(const QBGameBundle &game) const;
 
     QBTokenField *tokenField() const { return m_tokenField; }

@@ -1,0 +1,264 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbdocumentadding.h"
+
+#include "app/qbsettings.h"
+#include "conversion/qbconversionbundle.h"
+#include "conversion/qbconversioncontroller.h"
+#include "gamedata/qbgamecenter.h"
+#include "panels/qbnamingpanel.h"
+#include "qbdocument.h"
+#include "qbdocumentediting.h"
+#include "qbgamefiltermodel.h"
+#include "qblogging.h"
+#include "tasks/qbbrowsingtask.h"
+#include "tasks/qbconversiontask.h"
+#include "tasks/qbkeys.h"
+#include "tasks/qboperationqueue.h"
+
+#include <QSet>
+
+namespace {
+
+// Removes the entries at the ascending indexes from each list.
+template<typename List>
+void removeIndexes(List &list, const QList<int> &indexes)
+{
+    for (auto it = indexes.crbegin(); it != indexes.crend(); ++it)
+        list.removeAt(*it);
+}
+
+QStringList filenamesAt(const QList<QVariantMap> &games, const QList<int> &indexes)
+{
+    QStringList names;
+    names.reserve(indexes.size());
+    for (const int index : indexes)
+        names << games.at(index).value(GameKey::filename).toString();
+    return names;
+}
+
+}
+
+namespace QBAdding {
+
+QBAlert skipAlert(Screening screening, const QStringList &filenames)
+{
+    QBAlert alert;
+    const bool one = filenames.size() == 1;
+    if (screening == Screening::SameID) {
+        alert.message = one ? QStringLiteral("'%1' has an ID that already exists on the destination drive. "
+                                             "Do you want to skip it?")
+                                      .arg(filenames.first())
+                            : QString::asprintf("%lu files have an ID that already exists on the destination "
+                                                "drive. Do you want to skip them?",
+                                                ulong(filenames.size()));
+    } else {
+        alert.message = one ? QStringLiteral("'%1' already exists or is being transferred to the destination "
+                                             "drive. Do you want to skip it?")
+                                      .arg(filenames.first())
+                            : QString::asprintf("%lu files already exist or are being transferred to the "
+                                                "destination drive. Do you want to skip them?",
+                                                ulong(filenames.size()));
+    }
+    alert.informativeText = QBDocument::nameLines(filenames);
+    alert.defaultButton = QStringLiteral("Skip");
+    alert.alternateButton = QStringLiteral("Continue");
+    alert.otherButton = QStringLiteral("Cancel");
+    return alert;
+}
+
+QString destinationPath(int destinationType, const QString &destination, const QVariantMap &game,
+                        const QString &name, const QString &extension, bool createParentDirectory)
+{
+    if (destinationType == QBDocument::Partition)
+        return destination + u'/' + game.value(GameKey::id).toString();
+    if (createParentDirectory)
+        return destination + u'/' + name + u'/' + name + u'.' + extension;
+    return destination + u'/' + name + u'.' + extension;
+}
+
+QStringList splitOptions(qint64 splitSize)
+{
+    if (splitSize == 4096)
+        return {QStringLiteral("--split")};
+    if (splitSize > 0)
+        return {QStringLiteral("--split-size"), QString::asprintf("%lluM", qulonglong(splitSize))};
+    return {};
+}
+
+QStringList compressionOptions(const QString &destination, const QString &compressionMode)
+{
+    if (!destination.endsWith(QLatin1String(".wia")))
+        return {};
+    return {QStringLiteral("--compression"), compressionMode.toUpper()};
+}
+
+Command conversionCommand(int destinationType, const QVariantMap &game, const QString &destination,
+                          const QString &partition, qint64 splitSize, const QString &compressionMode)
+{
+    const QString source = game.value(GameKey::filename).toString();
+    const QStringList progress{QStringLiteral("--sections"), QStringLiteral("--progress")};
+    // A partition takes games as they are, and keeps a game it already has
+    // (--update) rather than writing it again.
+    if (destinationType == QBDocument::Partition) {
+        return {1,
+                QStringList{QStringLiteral("add"), QStringLiteral("--source"), source, QStringLiteral("--part"),
+                            partition, QStringLiteral("--update")}
+                        + progress,
+                QStringLiteral("Add '%1' < '%2'").arg(destination, source)};
+    }
+    const QStringList options = splitOptions(splitSize) + compressionOptions(destination, compressionMode);
+    if (game.value(GameKey::isOnWBFS).toBool()) {
+        const QString sourcePartition = QBEditing::deletingLastPathComponent(source);
+        return {1,
+                QStringList{QStringLiteral("extract"), game.value(GameKey::id).toString(), QStringLiteral("--dest"),
+                            destination, QStringLiteral("--part"), sourcePartition, QStringLiteral("--overwrite")}
+                        + progress + options,
+                QStringLiteral("Extract '%1' < '%2'").arg(destination, sourcePartition)};
+    }
+    QStringList arguments{QStringLiteral("copy"), QStringLiteral("--source"), source, QStringLiteral("--dest"),
+                          destination, QStringLiteral("--overwrite")};
+    arguments += progress;
+    if (source == destination)
+        arguments << QStringLiteral("--remove");
+    return {0, arguments + options, QStringLiteral("Convert '%1' < '%2'").arg(destination, source)};
+}
+
+QStringList listingArguments(int documentType, const QString &documentFilename, const QString &converted)
+{
+    if (documentType == QBDocument::Partition) {
+        return {QStringLiteral("list"),      QStringLiteral("--part"),         documentFilename,
+                QStringLiteral("--include"), QBEditing::lastPathComponent(converted),     QStringLiteral("--scan-progress"),
+                QStringLiteral("--sections")};
+    }
+    return {QStringLiteral("list"), QStringLiteral("--source"), converted, QStringLiteral("--scan-progress"),
+            QStringLiteral("--sections")};
+}
+
+}
+
+void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *convertPanel)
+{
+    if (m_documentType == Database || dropped.isEmpty())
+        return;
+    // Alerts and the panel run their own event loops, in which this
+    // document may go (its window closed).
+    const QPointer<QBDocument> guard(this);
+    QList<QVariantMap> games = dropped;
+
+    // A game whose ID is already here.
+    QSet<QString> ids;
+    for (const QBListedGame &game : this->games())
+        ids.insert(game.value(GameKey::id).toString());
+    QList<int> sameIDs;
+    for (int i = 0; i < games.size(); ++i) {
+        if (ids.contains(games.at(i).value(GameKey::id).toString()))
+            sameIDs << i;
+    }
+    if (!sameIDs.isEmpty()) {
+        const int answer = QBAlertPresenter::run(QBAdding::skipAlert(QBAdding::Screening::SameID,
+                                                                     filenamesAt(games, sameIDs)));
+        if (!guard || answer == QBAlertAnswer::Other)
+            return;
+        if (answer == QBAlertAnswer::Default)
+            removeIndexes(games, sameIDs);
+        if (games.isEmpty())
+            return;
+    }
+
+    // A folder asks for the names.
+    if (m_documentType == Folder) {
+        const QString verb = games.last().value(GameKey::isOnWBFS).toBool() ? QStringLiteral("Extract")
+                                                                            : QStringLiteral("Convert");
+        if (!convertPanel
+            || !convertPanel->runModalWithTitle(verb + u' ' + displayStringForGames(games), games) || !guard)
+            return;
+    }
+
+    // The destinations, and what is already there or in use.
+    const QString extension = QBSettings::value(SettingsKey::conversionFormat).toString();
+    const bool createParentDirectory = QBSettings::value(SettingsKey::shouldCreateParentDirectory).toBool();
+    // Taken now: the list may have grown while the panel was open.
+    QSet<QString> filenames;
+    for (const QBListedGame &game : this->games())
+        filenames.insert(game.value(GameKey::filename).toString());
+    const QBConversionController *controller = QBConversionController::sharedController();
+    QStringList destinations;
+    QList<int> collisions;
+    destinations.reserve(games.size());
+    for (int i = 0; i < games.size(); ++i) {
+        const QVariantMap &game = games.at(i);
+        const QString name = m_documentType == Folder ? convertPanel->stringForGame(game) : QString();
+        const QString path = QBAdding::destinationPath(m_documentType, m_filename, game, name, extension,
+                                                       createParentDirectory);
+        destinations << path;
+        if (filenames.contains(path) || controller->sourcePathIsReserved(path)
+            || controller->destinationPathIsReserved(path))
+            collisions << i;
+    }
+    if (!collisions.isEmpty()) {
+        const int answer = QBAlertPresenter::run(QBAdding::skipAlert(QBAdding::Screening::Collision,
+                                                                     filenamesAt(games, collisions)));
+        if (!guard || answer == QBAlertAnswer::Other)
+            return;
+        if (answer == QBAlertAnswer::Default) {
+            removeIndexes(games, collisions);
+            removeIndexes(destinations, collisions);
+        }
+        if (games.isEmpty())
+            return;
+    }
+
+    // One conversion per game, handed over at once.
+    const qint64 splitSize = QBSettings::value(SettingsKey::splitSize).toLongLong();
+    const QString compressionMode = QBSettings::value(SettingsKey::compressionMode).toString();
+    QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    QList<QBConversionTask *> tasks;
+    tasks.reserve(games.size());
+    for (int i = 0; i < games.size(); ++i) {
+        const QVariantMap &game = games.at(i);
+        const QString &destination = destinations.at(i);
+        const QBAdding::Command command = QBAdding::conversionCommand(m_documentType, game, destination, m_filename,
+                                                                      splitSize, compressionMode);
+        qCInfo(lcDocument).noquote() << "Started conversion with arguments:" << command.arguments.join(u", ");
+        const QString id = game.value(GameKey::id).toString();
+        const QImage cached = center ? center->images().value(id) : QImage();
+        auto *bundle = new QBConversionBundle({
+                {BundleKey::game, game},
+                {BundleKey::sourcePath, game.value(GameKey::filename)},
+                {BundleKey::destinationPath, destination},
+                {BundleKey::display, command.display},
+                {BundleKey::percent, 0.0},
+                {BundleKey::isWaiting, true},
+                {BundleKey::infos, QStringLiteral("Waiting ...")},
+                {BundleKey::cover, cached.isNull() ? QBGameBundle::missingCover() : cached},
+        });
+        // The row's cover follows the cache, as the game's does.
+        if (center) {
+            connect(center->coverEntry(id), &QBCoverEntry::coverChanged, bundle,
+                    [bundle](const QImage &image) { bundle->setValue(BundleKey::cover, image); });
+        }
+        auto *task = new QBConversionTask(command.arguments, command.launchPath, bundle, this);
+        connect(task, &QBConversionTask::conversionDidFinish, this, &QBDocument::conversionDidFinish);
+        tasks << task;
+    }
+    QBConversionController::sharedController()->startConversionTasks(tasks);
+}
+
+void QBDocument::conversionDidFinish(const QVariantMap &userInfo)
+{
+    const QString filename = userInfo.value(UserInfoKey::filename).toString();
+    // A row of the same file is out of date: the file was written anew.
+    for (const int row : m_gameListController->arrangedSourceRows()) {
+        if (m_gameList->value(row, GameKey::filename).toString() == filename) {
+            m_gameList->removeGames({row});
+            break;
+        }
+    }
+    if (userInfo.value(UserInfoKey::terminationStatus).toInt() != 0)
+        return;
+    const bool partition = m_documentType == Partition;
+    auto *task = new QBBrowsingTask(QBAdding::listingArguments(m_documentType, m_filename, filename),
+                                    partition ? 1 : 0, this);
+    connect(task, &QBBrowsingTask::browsingDidFinish, this, &QBDocument::browsingDidFinish);
+    m_blockingQueue->addOperation(task);
+}
