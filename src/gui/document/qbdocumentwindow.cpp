@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentwindow.h"
 
+#include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
 #include "conversion/qbconversionsbutton.h"
 #include "document/qbcoverthumbnails.h"
+#include "document/qbdragdata.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
+#include "panels/qbrenamepanel.h"
 #include "qbcoverdelegate.h"
+#include "qbdragimage.h"
+#include "qbgameviews.h"
 #include "qblogging.h"
 
 #include <QAction>
@@ -16,12 +21,14 @@
 #include <QButtonGroup>
 #include <QCloseEvent>
 #include <QDir>
+#include <QDrag>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
+#include <QMimeData>
 #include <QSettings>
 #include <QStackedWidget>
 #include <QStatusBar>
@@ -145,7 +152,7 @@ void QBDocumentWindow::buildWidgets()
     QBGameFilterModel *games = m_document->gameListController();
     resize(960, 640);
 
-    m_tableView = new QTableView;
+    m_tableView = new QBTableView(this);
     m_tableView->setObjectName(QStringLiteral("tableView"));
     m_tableView->setModel(games);
     m_tableView->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -178,10 +185,8 @@ void QBDocumentWindow::buildWidgets()
     connect(m_tableThumbnails, &QBCoverThumbnails::thumbnailsReady, m_tableView->viewport(),
             qOverload<>(&QWidget::update));
 
-    m_imageBrowserView = new QListView;
+    m_imageBrowserView = new QBImageBrowserView(this);
     m_imageBrowserView->setObjectName(QStringLiteral("imageBrowserView"));
-    m_imageBrowserView->setViewMode(QListView::IconMode);
-    m_imageBrowserView->setMovement(QListView::Static);
     m_imageBrowserView->setResizeMode(QListView::Adjust);
     m_imageBrowserView->setUniformItemSizes(true);
     m_imageBrowserView->setGridSize(QBCoverDelegate::gridCellSize());
@@ -289,6 +294,13 @@ void QBDocumentWindow::buildActions()
                                  QKeySequence(Qt::CTRL | Qt::Key_I), &QBDocumentWindow::toggleDetailsView);
     m_revealAction = makeAction(QStringLiteral("Show in File Manager"), QBDocumentCommand::OpenInFinder,
                                 QKeySequence(), &QBDocumentWindow::openInFinder);
+    m_renameAction = makeAction(QStringLiteral("Rename..."), QBDocumentCommand::RenameGame, QKeySequence(),
+                                &QBDocumentWindow::renameGame);
+    m_removeAction = makeAction(QStringLiteral("Remove..."), QBDocumentCommand::RemoveGame, QKeySequence::Delete,
+                                &QBDocumentWindow::removeGame);
+    // The text that the removal's question points to.
+    m_recoverAction = makeAction(QStringLiteral("Recover removed games"), QBDocumentCommand::RecoverRemovedGames,
+                                 QKeySequence(), &QBDocumentWindow::recoverRemovedGames);
 
     // Whatever a rule reads may have changed.
     connect(m_document, &QBDocument::isBrowsingChanged, this, &QBDocumentWindow::validateActions);
@@ -308,6 +320,9 @@ void QBDocumentWindow::buildMenus(const QBGameDataMenus &menus)
     m_gameMenu = new QMenu(this);
     m_gameMenu->addAction(m_detailsAction);
     m_gameMenu->addAction(m_revealAction);
+    m_gameMenu->addSeparator();
+    m_gameMenu->addAction(m_renameAction);
+    m_gameMenu->addAction(m_removeAction);
     m_gameMenu->addSeparator();
     m_gameMenu->addAction(m_reloadAction);
 
@@ -416,7 +431,8 @@ void QBDocumentWindow::validateUserInterfaceItem(QAction *item) const
 
 void QBDocumentWindow::validateActions()
 {
-    for (QAction *action : {m_reloadAction, m_detailsAction, m_revealAction})
+    for (QAction *action :
+         {m_reloadAction, m_detailsAction, m_revealAction, m_renameAction, m_removeAction, m_recoverAction})
         validateUserInterfaceItem(action);
 }
 
@@ -504,6 +520,101 @@ void QBDocumentWindow::reload()
 void QBDocumentWindow::openInFinder()
 {
     m_document->openInFinder();
+}
+
+void QBDocumentWindow::removeGame()
+{
+    m_document->removeGame();
+}
+
+void QBDocumentWindow::renameGame()
+{
+    m_document->renameGame(QBRenamePanel::renamePanel());
+}
+
+void QBDocumentWindow::recoverRemovedGames()
+{
+    m_document->recoverRemovedGames();
+}
+
+void QBDocumentWindow::addGames(const QList<QVariantMap> &games)
+{
+    m_document->addGames(games, QBConvertPanel::convertPanel());
+}
+
+// --- Drag and drop --------------------------------------------------------
+
+QMimeData *QBDocumentWindow::writeGames(const QList<int> &indexes) const
+{
+    if (m_document->documentType() == QBDocument::Database || indexes.isEmpty())
+        return nullptr;
+    QList<QVariantMap> games;
+    games.reserve(indexes.size());
+    for (const int index : indexes)
+        games << m_document->arrangedGame(index).values();
+    return QBDragData::mimeData(games);
+}
+
+QImage QBDocumentWindow::draggedImageForGameIndexes(const QList<int> &indexes) const
+{
+    const QString id = indexes.isEmpty() ? QString()
+                                         : m_document->arrangedGame(indexes.first()).value(u"id"_qs).toString();
+    const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    return QBDragImage::draggedImage(center ? center->images().value(id) : QImage(), indexes.size(),
+                                     devicePixelRatioF());
+}
+
+void QBDocumentWindow::dragGames(QAbstractItemView *view)
+{
+    const QList<int> indexes = m_document->selectedIndexes();
+    QMimeData *data = writeGames(indexes);
+    if (!data)
+        return;
+    auto *drag = new QDrag(view);
+    drag->setMimeData(data);
+    const QImage image = draggedImageForGameIndexes(indexes);
+    drag->setPixmap(QPixmap::fromImage(image));
+    drag->setHotSpot(QPoint(QBDragImage::displaySize.width() / 2, QBDragImage::displaySize.height() / 2));
+    emit dragWillStart(drag);
+    drag->exec(Qt::CopyAction, Qt::CopyAction);
+}
+
+bool QBDocumentWindow::validateDrop(const QMimeData *data) const
+{
+    return data && data->hasFormat(QBDragData::mimeType) && m_document->documentType() != QBDocument::Database;
+}
+
+bool QBDocumentWindow::acceptDrop(const QMimeData *data)
+{
+    if (!validateDrop(data))
+        return false;
+    const std::optional<QList<QVariantMap>> games = QBDragData::games(data);
+    // Questions and panels wait until the drop is over: the dragging side
+    // may still be in its own event loop.
+    if (!games) {
+        QTimer::singleShot(0, this, [] {
+            QBAlert alert;
+            alert.message = QStringLiteral("The dragged games could not be read.");
+            alert.informativeText = QStringLiteral("They may come from another version of the program. "
+                                                   "Nothing was copied.");
+            QBAlertPresenter::run(alert);
+        });
+        return false;
+    }
+    QTimer::singleShot(0, this, [this, games = *games] { addGames(games); });
+    return true;
+}
+
+// --- Views ----------------------------------------------------------------
+
+QTableView *QBDocumentWindow::tableView() const
+{
+    return m_tableView;
+}
+
+QListView *QBDocumentWindow::imageBrowserView() const
+{
+    return m_imageBrowserView;
 }
 
 void QBDocumentWindow::tableDoubleClicked(const QModelIndex &index)

@@ -5,15 +5,20 @@
 
 #include <QMainWindow>
 
+class QAbstractItemView;
 class QAction;
 class QBConversionsButton;
 class QBCoverThumbnails;
 class QBGameDataMenus;
+class QBImageBrowserView;
+class QBTableView;
 class QButtonGroup;
+class QDrag;
 class QLabel;
 class QLineEdit;
 class QListView;
 class QMenu;
+class QMimeData;
 class QStackedWidget;
 class QTableView;
 class QTimer;
@@ -28,6 +33,12 @@ class QToolButton;
 // Commands that act on a document are QActions tagged with their
 // QBDocumentCommand (setCommand); validateUserInterfaceItem enables them,
 // and marks the column and search items, by the document's rules.
+//
+// Games are dragged from the table or the grid to another document's
+// window, and dropped anywhere on its table or grid; the drop adds them
+// to that document (converting them into a folder, or adding them to a
+// partition). Only the program's own drag data is taken, and never by the
+// title database's window.
 class QBDocumentWindow : public QMainWindow, private QBDocumentViews
 {
     Q_OBJECT
@@ -43,8 +54,8 @@ public:
 
     QBDocument *document() const { return m_document; }
 
-    QTableView *tableView() const { return m_tableView; }
-    QListView *imageBrowserView() const { return m_imageBrowserView; }
+    QTableView *tableView() const;
+    QListView *imageBrowserView() const;
     QStackedWidget *scrollView() const { return m_scrollView; }
     QWidget *displayModeControl() const { return m_displayModeControl; }
     QToolButton *displayModeSegment(int segment) const;
@@ -61,6 +72,9 @@ public:
     QAction *findAction() const { return m_findAction; }
     QAction *detailsAction() const { return m_detailsAction; }
     QAction *revealAction() const { return m_revealAction; }
+    QAction *removeAction() const { return m_removeAction; }
+    QAction *renameAction() const { return m_renameAction; }
+    QAction *recoverAction() const { return m_recoverAction; }
 
     static void setCommand(QAction *action, QBDocumentCommand command);
     static QBDocumentCommand command(const QAction *action);
@@ -82,6 +96,25 @@ public:
     void toggleDetailsView();
     void reload();
     void openInFinder();
+    void removeGame();
+    void renameGame();
+    void recoverRemovedGames();
+    // Adds dropped games, asking what the document asks.
+    void addGames(const QList<QVariantMap> &games);
+
+    // Drag and drop. The games at the arranged indexes as drag data, or
+    // nothing from the title database.
+    QMimeData *writeGames(const QList<int> &indexes) const;
+    // The first game's cover with the badge counting the games.
+    QImage draggedImageForGameIndexes(const QList<int> &indexes) const;
+    // Drags the selected games out of view.
+    void dragGames(QAbstractItemView *view);
+    // Whether a drag may be dropped here: only the program's games, and
+    // never on the title database.
+    bool validateDrop(const QMimeData *data) const;
+    // Takes a drop; the games are added once the drop is over. Data that
+    // cannot be read is refused, and the user told so.
+    bool acceptDrop(const QMimeData *data);
 
     // The frame saved under the filename, if any; false when there is none.
     bool setFrameUsingName();
@@ -90,6 +123,10 @@ public:
     // Where the table layout and the window frame of a source are kept.
     static QString tableStateKey(const QString &filename);
     static QString frameKey(const QString &filename);
+
+signals:
+    // A drag of this window's games is about to start.
+    void dragWillStart(QDrag *drag);
 
 protected:
     void changeEvent(QEvent *event) override;
@@ -114,8 +151,8 @@ private:
     bool isColumnVisible(const QString &key) const override;
 
     QBDocument *m_document;
-    QListView *m_imageBrowserView = nullptr;
-    QTableView *m_tableView = nullptr;
+    QBImageBrowserView *m_imageBrowserView = nullptr;
+    QBTableView *m_tableView = nullptr;
     QStackedWidget *m_scrollView = nullptr;
     QBConversionsButton *m_conversionButton = nullptr;
     QToolButton *m_reloadButton = nullptr;
@@ -130,6 +167,9 @@ private:
     QAction *m_findAction = nullptr;
     QAction *m_detailsAction = nullptr;
     QAction *m_revealAction = nullptr;
+    QAction *m_removeAction = nullptr;
+    QAction *m_renameAction = nullptr;
+    QAction *m_recoverAction = nullptr;
     QBCoverThumbnails *m_gridThumbnails = nullptr;
     QBCoverThumbnails *m_tableThumbnails = nullptr;
     int m_tableClickedRow = -1;
