@@ -27,13 +27,18 @@ void removeIndexes(List &list, const QList<int> &indexes)
         list.removeAt(*it);
 }
 
-QStringList filenamesAt(const QList<QVariantMap> &games, const QList<int> &indexes)
+// Asks about the screened games at the indexes. False when the user
+// cancels; otherwise skip tells whether they are to be left out.
+bool askToSkip(QBAdding::Screening screening, const QList<QVariantMap> &games, const QList<int> &indexes,
+               bool &skip)
 {
     QStringList names;
     names.reserve(indexes.size());
     for (const int index : indexes)
         names << games.at(index).value(GameKey::filename).toString();
-    return names;
+    const int answer = QBAlertPresenter::run(QBAdding::skipAlert(screening, names));
+    skip = answer == QBAlertAnswer::Default;
+    return answer != QBAlertAnswer::Other;
 }
 
 }
@@ -154,12 +159,11 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
         if (ids.contains(games.at(i).value(GameKey::id).toString()))
             sameIDs << i;
     }
+    bool skip = false;
     if (!sameIDs.isEmpty()) {
-        const int answer = QBAlertPresenter::run(QBAdding::skipAlert(QBAdding::Screening::SameID,
-                                                                     filenamesAt(games, sameIDs)));
-        if (!guard || answer == QBAlertAnswer::Other)
+        if (!askToSkip(QBAdding::Screening::SameID, games, sameIDs, skip) || !guard)
             return;
-        if (answer == QBAlertAnswer::Default)
+        if (skip)
             removeIndexes(games, sameIDs);
         if (games.isEmpty())
             return;
@@ -196,11 +200,9 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
             collisions << i;
     }
     if (!collisions.isEmpty()) {
-        const int answer = QBAlertPresenter::run(QBAdding::skipAlert(QBAdding::Screening::Collision,
-                                                                     filenamesAt(games, collisions)));
-        if (!guard || answer == QBAlertAnswer::Other)
+        if (!askToSkip(QBAdding::Screening::Collision, games, collisions, skip) || !guard)
             return;
-        if (answer == QBAlertAnswer::Default) {
+        if (skip) {
             removeIndexes(games, collisions);
             removeIndexes(destinations, collisions);
         }

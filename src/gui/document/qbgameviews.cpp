@@ -3,12 +3,10 @@
 
 #include "qbdocumentwindow.h"
 
-#include <QDragEnterEvent>
-#include <QDropEvent>
 
-namespace {
+namespace QBGameViewDragging {
 
-void setUpDragAndDrop(QAbstractItemView *view)
+void setUp(QAbstractItemView *view)
 {
     view->setDragEnabled(true);
     view->setAcceptDrops(true);
@@ -18,15 +16,24 @@ void setUpDragAndDrop(QAbstractItemView *view)
     view->setDropIndicatorShown(false);
 }
 
-// Where the pointer is never matters: a drop is for the whole view.
-void offerCopy(QDragMoveEvent *event, bool copy)
+void startDrag(QBDocumentWindow *document, QAbstractItemView *view)
 {
-    if (!copy) {
+    document->dragGames(view);
+}
+
+void offerCopy(QDragMoveEvent *event, bool offer)
+{
+    if (!offer) {
         event->ignore();
         return;
     }
     event->setDropAction(Qt::CopyAction);
     event->accept();
+}
+
+bool validateDrop(QBDocumentWindow *document, const QDropEvent *event)
+{
+    return document->validateDrop(event->mimeData());
 }
 
 void drop(QBDocumentWindow *document, QDropEvent *event)
@@ -42,59 +49,17 @@ void drop(QBDocumentWindow *document, QDropEvent *event)
 }
 
 QBTableView::QBTableView(QBDocumentWindow *document, QWidget *parent)
-    : QTableView(parent)
-    , m_document(document)
+    : QBGameView(document, parent)
 {
-    setUpDragAndDrop(this);
-}
-
-void QBTableView::startDrag(Qt::DropActions)
-{
-    m_document->dragGames(this);
-}
-
-void QBTableView::dragEnterEvent(QDragEnterEvent *event)
-{
-    offerCopy(event, m_document->validateDrop(event->mimeData()));
-}
-
-void QBTableView::dragMoveEvent(QDragMoveEvent *event)
-{
-    offerCopy(event, m_document->validateDrop(event->mimeData()));
-}
-
-void QBTableView::dropEvent(QDropEvent *event)
-{
-    drop(m_document, event);
+    QBGameViewDragging::setUp(this);
 }
 
 QBImageBrowserView::QBImageBrowserView(QBDocumentWindow *document, QWidget *parent)
-    : QListView(parent)
-    , m_document(document)
+    : QBGameView(document, parent)
 {
     // Covers stay where the layout puts them. Fixing the movement turns
     // the list view's own dragging off, so it comes first.
     setViewMode(QListView::IconMode);
     setMovement(QListView::Static);
-    setUpDragAndDrop(this);
-}
-
-void QBImageBrowserView::startDrag(Qt::DropActions)
-{
-    m_document->dragGames(this);
-}
-
-void QBImageBrowserView::dragEnterEvent(QDragEnterEvent *event)
-{
-    offerCopy(event, m_document->validateDrop(event->mimeData()));
-}
-
-void QBImageBrowserView::dragMoveEvent(QDragMoveEvent *event)
-{
-    offerCopy(event, true);
-}
-
-void QBImageBrowserView::dropEvent(QDropEvent *event)
-{
-    drop(m_document, event);
+    QBGameViewDragging::setUp(this);
 }

@@ -1,43 +1,64 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QDropEvent>
 #include <QListView>
 #include <QTableView>
 
 class QBDocumentWindow;
 
-// The game table of a document window. Its selected games are dragged to
-// other documents, and games are dropped anywhere on it; the window decides
-// what is written, shown and accepted.
-class QBTableView : public QTableView
+// What the game views ask their window. The window decides what is
+// written, shown and accepted; where the pointer is never matters, a drop
+// is for the whole view.
+namespace QBGameViewDragging {
+void setUp(QAbstractItemView *view);
+void startDrag(QBDocumentWindow *document, QAbstractItemView *view);
+// Offers a copy when offer is true, else refuses.
+void offerCopy(QDragMoveEvent *event, bool offer);
+bool validateDrop(QBDocumentWindow *document, const QDropEvent *event);
+void drop(QBDocumentWindow *document, QDropEvent *event);
+}
+
+// A view of a document's games: its selected games are dragged to other
+// documents, and games are dropped anywhere on it. A drag is judged as it
+// comes in; once in, the cover grid offers a copy wherever it moves
+// (movesAlwaysCopy) and leaves the refusal to the drop, while the table
+// judges it again at each move.
+template<typename View, bool movesAlwaysCopy>
+class QBGameView : public View
 {
 public:
-    explicit QBTableView(QBDocumentWindow *document, QWidget *parent = nullptr);
+    explicit QBGameView(QBDocumentWindow *document, QWidget *parent = nullptr)
+        : View(parent)
+        , m_document(document)
+    {
+    }
 
 protected:
-    void startDrag(Qt::DropActions supportedActions) override;
-    void dragEnterEvent(QDragEnterEvent *event) override;
-    void dragMoveEvent(QDragMoveEvent *event) override;
-    void dropEvent(QDropEvent *event) override;
+    void startDrag(Qt::DropActions) override { QBGameViewDragging::startDrag(m_document, this); }
+    void dragEnterEvent(QDragEnterEvent *event) override
+    {
+        QBGameViewDragging::offerCopy(event, QBGameViewDragging::validateDrop(m_document, event));
+    }
+    void dragMoveEvent(QDragMoveEvent *event) override
+    {
+        QBGameViewDragging::offerCopy(event, movesAlwaysCopy || QBGameViewDragging::validateDrop(m_document, event));
+    }
+    void dropEvent(QDropEvent *event) override { QBGameViewDragging::drop(m_document, event); }
 
-private:
     QBDocumentWindow *m_document;
 };
 
-// The cover grid, the same for drags and drops, except that once a drag is
-// in, moving over the grid always offers a copy: data it cannot take is
-// refused by the drop itself.
-class QBImageBrowserView : public QListView
+// The game table of a document window.
+class QBTableView : public QBGameView<QTableView, false>
+{
+public:
+    explicit QBTableView(QBDocumentWindow *document, QWidget *parent = nullptr);
+};
+
+// The cover grid of a document window.
+class QBImageBrowserView : public QBGameView<QListView, true>
 {
 public:
     explicit QBImageBrowserView(QBDocumentWindow *document, QWidget *parent = nullptr);
-
-protected:
-    void startDrag(Qt::DropActions supportedActions) override;
-    void dragEnterEvent(QDragEnterEvent *event) override;
-    void dragMoveEvent(QDragMoveEvent *event) override;
-    void dropEvent(QDropEvent *event) override;
-
-private:
-    QBDocumentWindow *m_document;
 };
