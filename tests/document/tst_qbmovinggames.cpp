@@ -451,6 +451,8 @@ void tst_QBMovingGames::removingAndRecovering()
     QVERIFY(idle(folder));
     QCOMPARE(m_alerts->alerts.at(1).message, u"Are you sure you want to remove 'Alpha [RQAE01].wdf'?"_qs);
     QCOMPARE(m_alerts->alerts.at(1).informativeText, u"This operation cannot be undone."_qs);
+    QCOMPARE(std::make_pair(m_alerts->alerts.at(1).defaultButton, m_alerts->alerts.at(1).alternateButton),
+             std::make_pair(u"OK"_qs, u"Cancel"_qs));
     QVERIFY(!QFile::exists(source + u"/Alpha [RQAE01].wdf"_qs));
     QCOMPARE(values(folder, u"id"_qs).contains(u"RQAE01"_qs), false);
     QVERIFY(folder->statusTextField()->text().startsWith(u"2 games, "_qs));
@@ -464,7 +466,9 @@ void tst_QBMovingGames::removingAndRecovering()
     QVERIFY(pressInTable(partition, Qt::Key_Delete));
     QVERIFY(idle(partition));
     QCOMPARE(m_alerts->alerts.last().message, u"Are you sure you want to remove 2 files?"_qs);
-    QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"You can undo this operation later"_qs));
+    QCOMPARE(m_alerts->alerts.last().informativeText,
+             u"You can undo this operation later unless you make any change to the WBFS partition in the meantime. "
+             "To recover removed games, just select 'File > Recover removed games'."_qs);
     QCOMPARE(tasks.take(), (QList<QStringList>{{u"remove"_qs, removed.at(0), removed.at(1), u"--part"_qs, part,
                                                 u"--no-free"_qs, u"--sections"_qs}}));
     QCOMPARE(partition->document()->games().size(), 1);
@@ -489,7 +493,9 @@ void tst_QBMovingGames::removingAndRecovering()
     QVERIFY(idle(folder));
     QCOMPARE(fake.invocations(), QStringList{u"wit | remove | %1 | --sections"_qs.arg(beta)});
     QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
-    QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"The selected game couldn't be removed."_qs));
+    QCOMPARE(m_alerts->alerts.last().informativeText,
+             u"The selected game couldn't be removed. Please refresh the game list to make sure you are viewing "
+             "the current one."_qs);
     QVERIFY(values(folder, u"filename"_qs).contains(beta));
     QCOMPARE(folder->statusTextField()->text(), freeText);
 }
