@@ -26,6 +26,7 @@
 #include <QLabel>
 #include <QListView>
 #include <QMimeData>
+#include <QProcess>
 #include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
@@ -654,6 +655,25 @@ void tst_QBMovingGames::refusedDropsAndTheDragImage()
     QDirIterator written(out, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
     QVERIFY2(!written.hasNext(), qPrintable(written.next()));
     QCOMPARE(target->document()->games().size(), 0);
+
+    // A partition without a free block: wwt fails, the user is told, and
+    // the partition lists nothing new.
+    const QString full = m_dir.filePath(u"refused/FULL.wbfs"_qs);
+    QProcess format;
+    format.start(u"wwt"_qs, {u"format"_qs, u"--inode"_qs, u"--size"_qs, u"10M"_qs, u"--force"_qs, full});
+    QVERIFY(format.waitForFinished() && format.exitCode() == 0);
+    QBDocumentWindow *partition = open(full, QBDocument::Partition);
+    QVERIFY(partition);
+    const QString beta = source + u"/Beta [RQBP01].wdf"_qs;
+    const std::unique_ptr<QMimeData> betaData(
+            QBDragData::mimeData({folder->document()->arrangedGame(rowOf(folder, u"RQBP01"_qs)).values()}));
+    QVERIFY(drop(partition->tableView(), betaData.get()).second);
+    QTRY_COMPARE(m_alerts->alerts.size(), 3);
+    QVERIFY(idle(partition));
+    QVERIFY(m_alerts->alerts.last().message.startsWith(
+            u"An error has been detected while converting '%1' to '%2/RQBP01'."_qs.arg(beta, full)));
+    QCOMPARE(partition->document()->games().size(), 0);
+    QVERIFY(QFile::exists(beta));
 }
 
 QTEST_MAIN(tst_QBMovingGames)
