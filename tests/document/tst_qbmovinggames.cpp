@@ -25,6 +25,7 @@
 #include <QDrag>
 #include <QLabel>
 #include <QListView>
+#include <QMenu>
 #include <QMimeData>
 #include <QProcess>
 #include <QPushButton>
@@ -442,6 +443,14 @@ void tst_QBMovingGames::removingAndRecovering()
     m_controller->cancelAllConversions();
     m_controller->conversionQueue()->setSuspended(false);
     QVERIFY(idle(folder));
+
+    // The menu bar finds the window's own commands; the context menu holds
+    // removing and renaming.
+    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RemoveGame), folder->removeAction());
+    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RenameGame), folder->renameAction());
+    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RecoverRemovedGames), folder->recoverAction());
+    QVERIFY(folder->gameMenu()->actions().contains(folder->removeAction()));
+    QVERIFY(folder->gameMenu()->actions().contains(folder->renameAction()));
 
     // Cancelled, then confirmed.
     m_alerts->answers = {QBAlertAnswer::Alternate, QBAlertAnswer::Default};
