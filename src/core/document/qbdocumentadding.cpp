@@ -221,7 +221,8 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
         const QString &destination = destinations.at(i);
         const QBAdding::Command command = QBAdding::conversionCommand(m_documentType, game, destination, m_filename,
                                                                       splitSize, compressionMode);
-        qCInfo(lcDocument).noquote() << "Started conversion with arguments:" << command.arguments.join(u", ");
+        qCInfo(lcDocument).noquote() << "Started conversion with arguments:"
+                                     << u'(' + command.arguments.join(QStringLiteral(", ")) + u')';
         const QString id = game.value(GameKey::id).toString();
         const QImage cached = center ? center->images().value(id) : QImage();
         auto *bundle = new QBConversionBundle({
