@@ -37,11 +37,16 @@ bool partitionAccessIsKnownToCrash()
     return false;
 }
 
-void showMissingTool(const QString &message)
+// True when the tool is there; otherwise says where to get it.
+bool toolIsReady(const QString &tool)
 {
+    if (QBDocumentController::toolIsPresent(tool))
+        return true;
     QBAlert alert;
-    alert.message = message;
+    alert.message = QStringLiteral("Before browsing this resource you have to download %1 from the File menu.")
+                            .arg(tool.toUpper());
     QBAlertPresenter::run(alert);
+    return false;
 }
 
 // QSettings::status() is no help here: on some systems sync() answers
@@ -358,11 +363,7 @@ void QBDocumentController::openDocument(const QString &path, int type, int displ
 
 void QBDocumentController::openPath()
 {
-    if (!toolIsPresent(witTool)) {
-        showMissingTool(QStringLiteral("Before browsing this resource you have to download WIT from the File menu."));
-        return;
-    }
-    if (!m_views)
+    if (!toolIsReady(witTool) || !m_views)
         return;
     const QString path = m_views->runOpenPanel();
     if (!path.isEmpty())
@@ -380,11 +381,7 @@ void QBDocumentController::openPartition()
         if (QBAlertPresenter::run(alert) == QBAlertAnswer::Default)
             return;
     }
-    if (!toolIsPresent(wwtTool)) {
-        showMissingTool(QStringLiteral("Before browsing this resource you have to download WWT from the File menu."));
-        return;
-    }
-    if (!m_views)
+    if (!toolIsReady(wwtTool) || !m_views)
         return;
     const QString path = m_views->runPartitionPanel(QStringLiteral("Open WBFS partition"));
     if (!path.isEmpty())
@@ -394,11 +391,7 @@ void QBDocumentController::openPartition()
 // A file formatted as a WBFS partition opens as a partition does.
 void QBDocumentController::openWbfsFile()
 {
-    if (!toolIsPresent(wwtTool)) {
-        showMissingTool(QStringLiteral("Before browsing this resource you have to download WWT from the File menu."));
-        return;
-    }
-    if (!m_views)
+    if (!toolIsReady(wwtTool) || !m_views)
         return;
     const QString path = m_views->runWbfsFilePanel();
     if (path.isEmpty())

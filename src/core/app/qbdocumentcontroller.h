@@ -138,6 +138,8 @@ public:
     static QUrl webLink(const QString &pathAndQuery);
 
     bool validateUserInterfaceItem(Command command) const;
+    // The support folder's copy of the tool, or the system's, exists.
+    static bool toolIsPresent(const QString &tool);
 
     // --- Export ---
     // Asks where, then writes the current document's games as shown.
@@ -151,7 +153,6 @@ signals:
     void validationChanged();
 
 private:
-    static bool toolIsPresent(const QString &tool);
     void seedDefaults();
     void reopenDocuments();
     void registerDocument(QBDocument *document);

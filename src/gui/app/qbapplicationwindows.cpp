@@ -27,6 +27,13 @@
 
 namespace {
 
+// Qt's own dialog, which takes accessory controls; named for tests.
+void prepareFileDialog(QFileDialog &panel, const QString &name)
+{
+    panel.setObjectName(name);
+    panel.setOption(QFileDialog::DontUseNativeDialog);
+}
+
 // Puts a row below a widget file dialog's own controls.
 void addAccessory(QFileDialog &panel, QWidget *label, QWidget *control)
 {
@@ -261,8 +268,7 @@ QWidget *QBApplicationWindows::dialogParent() const
 QString QBApplicationWindows::runOpenPanel()
 {
     QFileDialog panel(dialogParent(), tr("Open Folder"));
-    panel.setObjectName(QStringLiteral("openPanel"));
-    panel.setOption(QFileDialog::DontUseNativeDialog);
+    prepareFileDialog(panel, QStringLiteral("openPanel"));
     panel.setFileMode(QFileDialog::Directory);
     panel.setOption(QFileDialog::ShowDirsOnly);
     auto *deepSearch = new QCheckBox(tr("Deep search"));
@@ -288,9 +294,8 @@ QString QBApplicationWindows::runPartitionPanel(const QString &title)
 QString QBApplicationWindows::runWbfsFilePanel()
 {
     QFileDialog panel(dialogParent(), tr("Open WBFS File"));
-    panel.setObjectName(QStringLiteral("wbfsFilePanel"));
-    // As the other panels, which need Qt's own dialog for their options.
-    panel.setOption(QFileDialog::DontUseNativeDialog);
+    // As the other panels, for one look.
+    prepareFileDialog(panel, QStringLiteral("wbfsFilePanel"));
     panel.setFileMode(QFileDialog::ExistingFile);
     panel.setNameFilters({tr("WBFS files (*.wbfs)"), tr("All files (*)")});
     if (panel.exec() != QDialog::Accepted)
@@ -301,8 +306,7 @@ QString QBApplicationWindows::runWbfsFilePanel()
 QString QBApplicationWindows::runExportPanel()
 {
     QFileDialog panel(dialogParent(), tr("Export Game List"));
-    panel.setObjectName(QStringLiteral("exportPanel"));
-    panel.setOption(QFileDialog::DontUseNativeDialog);
+    prepareFileDialog(panel, QStringLiteral("exportPanel"));
     panel.setAcceptMode(QFileDialog::AcceptSave);
     panel.setFileMode(QFileDialog::AnyFile);
     panel.setDirectory(QDir::home());
