@@ -34,6 +34,7 @@
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTableView>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -512,6 +513,18 @@ void tst_QBDocumentController::openingCommands()
     for (const auto &[menu, item] : {std::pair{u"Edit"_qs, u"Remove"_qs}, {u"Edit"_qs, u"Rename…"_qs},
                                      {u"File"_qs, u"Recover Removed Games"_qs}})
         QVERIFY2(!choose(folder, menu, item), qPrintable(item));
+    // A window that gains such a command shows its own action there, with
+    // the document's rule: remove needs a selected game.
+    auto *remove = new QAction(u"Remove Games"_qs, folder);
+    QBDocumentWindow::setCommand(remove, QBDocumentCommand::RemoveGame);
+    folder->addAction(remove);
+    QSignalSpy removed(remove, &QAction::triggered);
+    QVERIFY(!choose(folder, u"Edit"_qs, u"Remove Games"_qs));
+    folder->tableView()->selectRow(0);
+    QVERIFY(choose(folder, u"Edit"_qs, u"Remove Games"_qs));
+    QCOMPARE(removed.size(), 1);
+    QVERIFY(!choose(folder, u"Edit"_qs, u"Remove"_qs));
+    folder->tableView()->clearSelection();
 
     // The web links wait for a site.
     UrlCatcher browser;

@@ -15,15 +15,24 @@
 
 namespace {
 
-// A document command as the window carries it; a disabled item of that
-// name while the window has no such command.
-QAction *commandItem(QBDocumentWindow *window, QBDocumentCommand command, const QString &text)
+// A document command as the window carries it. While the window has no
+// action for it, a disabled item of that name stands in; the window's
+// action takes its place when the menu next opens.
+void addCommandItem(QMenu *menu, QBDocumentWindow *window, QBDocumentCommand command, const QString &text)
 {
-    if (QAction *own = window->actionForCommand(command))
-        return own;
-    auto *missing = new QAction(text, window);
-    missing->setEnabled(false);
-    return missing;
+    if (QAction *own = window->actionForCommand(command)) {
+        menu->addAction(own);
+        return;
+    }
+    QAction *standIn = menu->addAction(text);
+    standIn->setEnabled(false);
+    QObject::connect(menu, &QMenu::aboutToShow, standIn, [menu, window, command, standIn] {
+        if (QAction *own = window->actionForCommand(command)) {
+            menu->insertAction(standIn, own);
+            menu->removeAction(standIn);
+            standIn->deleteLater();
+        }
+    });
 }
 
 // The window's own items take the document's rules each time their menu
@@ -134,7 +143,7 @@ void QBApplicationMenus::build(QMainWindow *owner, QBDocumentWindow *document, Q
     file->addAction(m_export);
     if (document) {
         file->addSeparator();
-        file->addAction(commandItem(document, QBDocumentCommand::RecoverRemovedGames, tr("Recover Removed Games")));
+        addCommandItem(file, document, QBDocumentCommand::RecoverRemovedGames, tr("Recover Removed Games"));
         file->addAction(document->reloadAction());
         file->addAction(document->revealAction());
         validateWindowItems(file, document);
@@ -149,8 +158,8 @@ void QBApplicationMenus::build(QMainWindow *owner, QBDocumentWindow *document, Q
         QAction *searchIn = edit->addMenu(document->searchMenu());
         searchIn->setText(tr("Search In"));
         edit->addSeparator();
-        edit->addAction(commandItem(document, QBDocumentCommand::RemoveGame, tr("Remove")));
-        edit->addAction(commandItem(document, QBDocumentCommand::RenameGame, tr("Rename…")));
+        addCommandItem(edit, document, QBDocumentCommand::RemoveGame, tr("Remove"));
+        addCommandItem(edit, document, QBDocumentCommand::RenameGame, tr("Rename…"));
         edit->addSeparator();
         validateWindowItems(edit, document);
     }
