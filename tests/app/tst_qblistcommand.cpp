@@ -231,6 +231,11 @@ void tst_QBListCommand::usageErrors_data()
     QTest::newRow("two sources") << QStringList{u"--list"_qs, u"a"_qs, u"b"_qs};
     QTest::newRow("unknown option") << QStringList{u"--list"_qs, u"--bogus"_qs, u"a"_qs};
     QTest::newRow("database and a source") << QStringList{u"--list"_qs, u"--database"_qs, u"a"_qs};
+    QTest::newRow("export without a source") << QStringList{u"--export"_qs, u"list.txt"_qs};
+    QTest::newRow("export in another format")
+            << QStringList{u"--export"_qs, u"list.txt"_qs, u"--format"_qs, u"pdf"_qs, u"a"_qs};
+    QTest::newRow("format without export") << QStringList{u"--list"_qs, u"--format"_qs, u"txt"_qs, u"a"_qs};
+    QTest::newRow("list and export") << QStringList{u"--list"_qs, u"--export"_qs, u"list.txt"_qs, u"a"_qs};
 }
 
 void tst_QBListCommand::usageErrors()
