@@ -33,6 +33,7 @@
 #include <QMenuBar>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTableView>
@@ -409,6 +410,24 @@ void tst_QBDocumentController::reopeningSkipsWhatIsGone()
     QVERIFY(m_controller->documents().isEmpty());
     QVERIFY(m_windows->startWindow()->isVisible());
     QVERIFY(m_alerts->alerts.isEmpty());
+
+    // A settings file that cannot be written (a folder stands in its
+    // place): the program starts, opens and quits all the same.
+    const QString file = QSettings().fileName();
+    m_windows.reset();
+    m_controller.reset();
+    QVERIFY(QFile::remove(file));
+    QVERIFY(QDir().mkpath(file));
+    const QRegularExpression unwritten(u"^The settings could not be written"_qs);
+    for (int i = 0; i < 3; ++i)
+        QTest::ignoreMessage(QtWarningMsg, unwritten);
+    launch();
+    m_controller->openDocument(m_library.folder, QBDocument::Folder, 1);
+    QVERIFY(waitListed(m_library.folder));
+    QVERIFY(m_windows->quit());
+    m_windows.reset();
+    m_controller.reset();
+    QVERIFY(QDir(file).removeRecursively());
 }
 
 void tst_QBDocumentController::windowPlacement()

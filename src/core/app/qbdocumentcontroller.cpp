@@ -56,7 +56,7 @@ void syncSettings(QSettings &settings, const char *what)
 {
     settings.sync();
     const QFileInfo file(settings.fileName());
-    const bool writable = file.exists() ? file.isWritable() : QFileInfo(file.path()).isWritable();
+    const bool writable = file.exists() ? file.isFile() && file.isWritable() : QFileInfo(file.path()).isWritable();
     if (!writable)
         qCWarning(lcApp).noquote() << "The settings could not be written" << what << "to" << settings.fileName();
 }
