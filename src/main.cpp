@@ -1,16 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/qbapplicationwindows.h"
+#include "app/qbdocumentcontroller.h"
+#include "app/qbexportcommand.h"
+#include "app/qbinstancechannel.h"
 #include "app/qblistcommand.h"
 #include "app/qbmessageboxpresenter.h"
-#include "app/qbstartwindow.h"
-#include "gamedata/qbdownloadwindow.h"
+#include "app/qbsettings.h"
+#include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbgamedatamenus.h"
 #include "gamedata/qblanguages.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QIcon>
 #include <QLoggingCategory>
 
@@ -30,8 +34,8 @@ bool isHeadless(int argc, char **argv)
 {
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument(argv[i]);
-        if (argument == "--list" || argument == "--export" || argument == "--help"
-            || argument == "-h" || argument == "--version" || argument == "-v")
+        if (argument == "--list" || argument == "--export" || argument.startsWith("--export=")
+            || argument == "--help" || argument == "-h" || argument == "--version" || argument == "-v")
             return true;
     }
     return false;
@@ -73,12 +77,19 @@ int runHeadless(int argc, char **argv)
     parser.addVersionOption();
     const QCommandLineOption listOption(QStringLiteral("list"),
                                         QStringLiteral("Print the games of a source as JSON lines."));
+    const QCommandLineOption exportOption(QStringLiteral("export"),
+                                          QStringLiteral("Write the game list of a source to a file."),
+                                          QStringLiteral("file"));
+    const QCommandLineOption formatOption(QStringLiteral("format"),
+                                          QStringLiteral("The exported list's format: html or txt "
+                                                         "(default: the exportFormat setting)."),
+                                          QStringLiteral("format"));
     const QCommandLineOption partOption(QStringLiteral("part"),
                                         QStringLiteral("The source is a WBFS partition or WBFS file."));
     const QCommandLineOption databaseOption(QStringLiteral("database"),
                                             QStringLiteral("The source is the installed title database."));
-    parser.addOptions({listOption, partOption, databaseOption, languagesOption()});
-    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("The source to list."));
+    parser.addOptions({listOption, exportOption, formatOption, partOption, databaseOption, languagesOption()});
+    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("The source to list or export."));
     if (!parser.parse(app.arguments()))
         return usageError(parser, parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -89,14 +100,27 @@ int runHeadless(int argc, char **argv)
         std::printf("palomet %s\n", PALOMET_VERSION);
         return 0;
     }
+    const bool exporting = parser.isSet(exportOption);
+    const QString command = exporting ? QStringLiteral("--export") : QStringLiteral("--list");
+    if (exporting && parser.isSet(listOption))
+        return usageError(parser, QStringLiteral("--list and --export cannot be combined"));
+    if (!exporting && parser.isSet(formatOption))
+        return usageError(parser, QStringLiteral("--format goes with --export"));
     const QStringList paths = parser.positionalArguments();
-    if (!parser.isSet(listOption))
-        return usageError(parser, QStringLiteral("this command is not available yet"));
     const bool database = parser.isSet(databaseOption);
     if (database && (parser.isSet(partOption) || !paths.isEmpty()))
-        return usageError(parser, QStringLiteral("--list --database takes no other source"));
+        return usageError(parser, command + QStringLiteral(" --database takes no other source"));
     if (!database && paths.size() != 1)
-        return usageError(parser, QStringLiteral("--list needs exactly one source"));
+        return usageError(parser, command + QStringLiteral(" needs exactly one source"));
+    QString format;
+    if (exporting) {
+        format = parser.isSet(formatOption) ? parser.value(formatOption)
+                                            : QBSettings::value(SettingsKey::exportFormat).toString();
+        if (parser.isSet(formatOption) && format != QLatin1String("html") && format != QLatin1String("txt"))
+            return usageError(parser, QStringLiteral("--format is html or txt"));
+        if (parser.value(exportOption).isEmpty())
+            return usageError(parser, QStringLiteral("--export needs a file"));
+    }
 
     applyLanguages(parser);
     QBGameCenter gameCenter;
@@ -104,13 +128,22 @@ int runHeadless(int argc, char **argv)
     out.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered);
     QFile errors;
     errors.open(stderr, QIODevice::WriteOnly | QIODevice::Unbuffered);
-    QBListCommand command(&out);
-    QObject::connect(&command, &QBListCommand::finished, &app, &QCoreApplication::exit,
-                     Qt::QueuedConnection);
+    if (exporting) {
+        QBExportCommand exportCommand(parser.value(exportOption), format, &errors);
+        QObject::connect(&exportCommand, &QBExportCommand::finished, &app, &QCoreApplication::exit,
+                         Qt::QueuedConnection);
+        if (database)
+            exportCommand.startDatabase();
+        else
+            exportCommand.start(paths.first(), parser.isSet(partOption));
+        return app.exec();
+    }
+    QBListCommand listCommand(&out);
+    QObject::connect(&listCommand, &QBListCommand::finished, &app, &QCoreApplication::exit, Qt::QueuedConnection);
     if (database)
-        command.startDatabase(&errors);
+        listCommand.startDatabase(&errors);
     else
-        command.start(paths.first(), parser.isSet(partOption));
+        listCommand.start(paths.first(), parser.isSet(partOption));
     return app.exec();
 }
 
@@ -128,23 +161,33 @@ int main(int argc, char **argv)
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/palomet/icons/palomet.svg")));
     QCommandLineParser parser;
     parser.addOption(languagesOption());
-    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("Sources to open."));
+    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("Folders and files to open."));
     if (!parser.parse(app.arguments()))
         return usageError(parser, parser.errorText());
     applyLanguages(parser);
 
+    // A program already running takes the paths (or just comes forward).
+    QStringList paths;
+    for (const QString &path : parser.positionalArguments())
+        paths << QFileInfo(path).absoluteFilePath();
+    QBInstanceChannel channel;
+    if (channel.forward(paths))
+        return 0;
+    channel.listen();
+
     QBMessageBoxPresenter alerts;
     QBAlertPresenter::setShared(&alerts);
-    // The database parse starts here and ends off the event loop; the
-    // window shows at once.
+    // Both exist before any tool output is read. The database parse starts
+    // here and goes on off the event loop while the windows open.
+    QBConversionController::sharedController();
     QBGameCenter gameCenter;
-    QBGameDataMenus menus(&gameCenter);
-    QBDownloadWindow downloadWindow(&gameCenter);
-    QBStartWindow window;
-    // Until documents bring their own menu bar, the download commands are
-    // offered on the start window's context menu.
-    window.addActions(menus.downloadActions());
-    window.setContextMenuPolicy(Qt::ActionsContextMenu);
-    window.show();
-    return app.exec();
+    QBDocumentController controller;
+    QBApplicationWindows windows(&controller, &gameCenter);
+    QObject::connect(&channel, &QBInstanceChannel::launched, &windows, &QBApplicationWindows::launched);
+    // A session that ends still leaves the documents to reopen.
+    QObject::connect(&app, &QGuiApplication::commitDataRequest, &controller, &QBDocumentController::saveDocuments);
+    windows.start(paths);
+    const int status = app.exec();
+    QBAlertPresenter::setShared(nullptr);
+    return status;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qblistcommand.h"
+#include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 
 #include <QDir>
@@ -7,6 +8,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QSettings>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -39,9 +42,10 @@ private slots:
     void mergesDatabaseRecords();
     void usageErrors_data();
     void usageErrors();
+    void exportsGameList();
 
 private:
-    Result palomet(const QStringList &arguments);
+    Result palomet(const QStringList &arguments, bool serving = false);
     bool installDatabase(const QByteArray &xml);
 
     QTemporaryDir m_dir;
@@ -56,7 +60,8 @@ void tst_QBListCommand::initTestCase()
 
 // Runs the real program the way a script would: no display at all, and a
 // platform plugin that would abort if anything tried to open a window.
-Result tst_QBListCommand::palomet(const QStringList &arguments)
+// Serving: the test's event loop runs meanwhile, for a loopback server.
+Result tst_QBListCommand::palomet(const QStringList &arguments, bool serving)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(u"DISPLAY"_qs);
@@ -66,9 +71,10 @@ Result tst_QBListCommand::palomet(const QStringList &arguments)
     environment.insert(u"XDG_CONFIG_HOME"_qs, m_dir.filePath(u"config"_qs));
     QProcess process;
     process.setProcessEnvironment(environment);
+    QSignalSpy finished(&process, &QProcess::finished);
     process.start(QStringLiteral(PALOMET_PATH), arguments);
     Result result;
-    if (!process.waitForFinished(30000))
+    if (serving ? !finished.wait(30000) : !process.waitForFinished(30000))
         return result;
     result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -2;
     result.lines = process.readAllStandardOutput().split('\n');
@@ -225,6 +231,11 @@ void tst_QBListCommand::usageErrors_data()
     QTest::newRow("two sources") << QStringList{u"--list"_qs, u"a"_qs, u"b"_qs};
     QTest::newRow("unknown option") << QStringList{u"--list"_qs, u"--bogus"_qs, u"a"_qs};
     QTest::newRow("database and a source") << QStringList{u"--list"_qs, u"--database"_qs, u"a"_qs};
+    QTest::newRow("export without a source") << QStringList{u"--export"_qs, u"list.txt"_qs};
+    QTest::newRow("export in another format")
+            << QStringList{u"--export"_qs, u"list.txt"_qs, u"--format"_qs, u"pdf"_qs, u"a"_qs};
+    QTest::newRow("format without export") << QStringList{u"--list"_qs, u"--format"_qs, u"txt"_qs, u"a"_qs};
+    QTest::newRow("list and export") << QStringList{u"--list"_qs, u"--export"_qs, u"list.txt"_qs, u"a"_qs};
 }
 
 void tst_QBListCommand::usageErrors()
@@ -234,6 +245,69 @@ void tst_QBListCommand::usageErrors()
     QCOMPARE(result.exitCode, 2);
     QVERIFY(result.lines.isEmpty());
     QVERIFY(result.errors.contains("--list"));
+}
+
+// The game list of a source as the export command writes it, in the order
+// the tool lists the games; the covers are checked on the server of the
+// settings.
+void tst_QBListCommand::exportsGameList()
+{
+    QBTestHttpServer server;
+    server.setRoute(u"/wii/cover3D/FR/RQAE01.png"_qs, "png");
+    {
+        QSettings settings(m_dir.filePath(u"config/palomet/palomet.conf"_qs), QSettings::IniFormat);
+        settings.setValue(u"coverServer"_qs, server.url());
+        settings.setValue(u"languages"_qs, QStringList{u"fr"_qs});
+    }
+    const Result listed = palomet({u"--list"_qs, u"--part"_qs, m_library.container});
+    QCOMPARE(listed.lines.size(), 4);
+    QString text;
+    QString rows;
+    for (int i = 0; i < 3; ++i) {
+        const QJsonObject game = listed.object(i);
+        const QString id = game.value(u"id"_qs).toString();
+        const QString title = game.value(u"title"_qs).toString();
+        text += u"[%1] %2\n"_qs.arg(id, title);
+        // Without a database, the region is the tool's, never "NTSC-U".
+        const QString cover = server.url() + (id == u"RQAE01"_qs ? u"/wii/cover3D/FR/"_qs : u"/wii/cover3D/EN/"_qs);
+        rows += u"<tr><td><img src='%1%2.png' /></td><td>%2</td><td>%3</td><td>(null)</td><td>(null)</td>"
+                "<td>(null)</td></tr>\n"_qs.arg(cover, id, title);
+    }
+
+    const QString chosen = m_dir.filePath(u"games.list"_qs);
+    Result result = palomet({u"--export"_qs, chosen, u"--format"_qs, u"txt"_qs, u"--part"_qs, m_library.container});
+    QCOMPARE(result.exitCode, 0);
+    QVERIFY(result.lines.isEmpty());
+    QFile file(m_dir.filePath(u"games.txt"_qs));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QString bom = QString(QChar(0xFEFF));
+    text.prepend(bom);
+    QCOMPARE(file.readAll(), QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
+    file.close();
+
+    // The page, the format taken from the settings' default.
+    result = palomet({u"--export"_qs, chosen, u"--part"_qs, m_library.container}, true);
+    QCOMPARE(result.exitCode, 0);
+    file.setFileName(m_dir.filePath(u"games.html"_qs));
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    const QString page = u"<html>\n<head><title>"_qs + m_library.container
+            + u"</title>\n<style>table { text-align:left } th,td { padding:2px 10px } img { width:60px; "
+              "height:90px; }</style>\n</head>\n<body>\n<table>\n<tr><th>Cover</th><th>Id</th><th>Title</th>"
+              "<th>Players</th><th>Wi-Fi Players</th><th>Languages</th></tr>\n"_qs
+            + rows + u"</table>\n</body>\n</html>"_qs;
+    const QByteArray bytes = file.readAll();
+    QVERIFY(bytes.startsWith("\xFF\xFE"));
+    const QString written = QString::fromUtf16(reinterpret_cast<const char16_t *>(bytes.constData() + 2),
+                                               (bytes.size() - 2) / 2);
+    QCOMPARE(written.split(u'\n'), page.split(u'\n'));
+    QCOMPARE(server.requests().size(), 3);
+
+    // A place no file can be written to (below a file, as even the
+    // superuser cannot write there): a message and status 1.
+    const QString below = file.fileName() + u"/list.txt"_qs;
+    result = palomet({u"--export"_qs, below, u"--format"_qs, u"txt"_qs, m_library.folder});
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.errors.contains("could not be saved as “list.txt”"), result.errors.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_QBListCommand)

@@ -50,6 +50,8 @@ void QBTestHttpServer::readRequest(QTcpSocket *socket)
     m_requests << path;
     if (m_routes.value(path).mode == Mode::Held)
         m_held.append({socket, path});
+    else if (m_answerDelay > 0)
+        QTimer::singleShot(m_answerDelay, socket, [this, socket, path] { answer(socket, path); });
     else
         answer(socket, path);
 }

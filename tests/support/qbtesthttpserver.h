@@ -33,6 +33,8 @@ public:
     void setRoute(const QString &path, const QByteArray &body, Mode mode = Mode::Normal);
     // Answers every held request.
     void release();
+    // Every answer starts this long after its request has arrived.
+    void setAnswerDelay(int milliseconds) { m_answerDelay = milliseconds; }
     // The paths asked for, in the order the requests arrived.
     QStringList requests() const { return m_requests; }
 
@@ -51,4 +53,5 @@ private:
     QHash<QString, Route> m_routes;
     QStringList m_requests;
     QList<QPair<QPointer<QTcpSocket>, QString>> m_held;
+    int m_answerDelay = 0;
 };

@@ -98,8 +98,11 @@ void QBListCommand::startDatabase(QIODevice *errors)
         }
         QStringList ids = center->database().keys();
         ids.sort();
-        for (const QString &id : std::as_const(ids))
-            m_output->write(jsonLine(center->databaseRecord(id)));
+        for (const QString &id : std::as_const(ids)) {
+            const QVariantMap record = center->databaseRecord(id);
+            emit gameListed(record);
+            write(record);
+        }
         emit finished(0);
     });
 }
@@ -116,7 +119,8 @@ void QBListCommand::list(const QString &path, bool partition)
             const QBGameCenter *center = QBGameCenter::sharedGameCenter();
             if (center && center->hasDatabase())
                 game.insert(center->databaseRecord(game.value(GameKey::id).toString()));
-            m_output->write(jsonLine(game));
+            emit gameListed(game);
+            write(game);
             return;
         }
         QVariantMap last{{UserInfoKey::terminationStatus, userInfo.value(UserInfoKey::terminationStatus)}};
@@ -129,9 +133,15 @@ void QBListCommand::list(const QString &path, bool partition)
             }
             last.insert(UserInfoKey::partitionInfos, space);
         }
-        m_output->write(jsonLine(last));
+        write(last);
         emit finished(userInfo.value(UserInfoKey::terminationStatus).toInt() == 0 ? 0 : 1);
     });
     connect(task, &QBOperation::finished, task, &QObject::deleteLater);
     task->start();
+}
+
+void QBListCommand::write(const QVariantMap &record)
+{
+    if (m_output)
+        m_output->write(jsonLine(record));
 }

@@ -15,6 +15,9 @@ class QIODevice;
 // game bundle would, when a database is installed; "--list --database"
 // writes the database's records instead. Both wait for the shared game
 // center's parse to end before they write anything.
+//
+// Each record also goes out as gameListed; without an output device,
+// that is all that is done with it.
 class QBListCommand : public QObject
 {
     Q_OBJECT
@@ -35,6 +38,9 @@ public:
     static QByteArray jsonLine(const QVariantMap &record);
 
 signals:
+    // A game record with its database record merged in, or a database
+    // record.
+    void gameListed(const QVariantMap &record);
     // 0 when the tool reported no error, else 1.
     void finished(int exitCode);
 
@@ -42,6 +48,7 @@ private:
     // Runs work once no database parse is under way.
     void afterParsing(std::function<void()> work);
     void list(const QString &path, bool partition);
+    void write(const QVariantMap &record);
 
     QIODevice *m_output;
 };

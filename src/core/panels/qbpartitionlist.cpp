@@ -4,6 +4,7 @@
 #include "tasks/qbkeys.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QVariantMap>
 
 namespace QBPartitionList {
@@ -43,6 +44,14 @@ bool isWbfsFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) && file.read(4) == "WBFS";
+}
+
+std::optional<QString> wbfsFileRefusal(const QString &path)
+{
+    const QFileInfo file(path);
+    if (!file.isFile() || isWbfsFile(path))
+        return std::nullopt;
+    return QStringLiteral("“%1” is not a WBFS file.").arg(file.fileName());
 }
 
 }

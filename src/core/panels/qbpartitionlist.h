@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVariantList>
 
+#include <optional>
+
 // What the partition panel shows of a scan's partition list, and the test
 // that a file chosen by hand holds a WBFS partition.
 namespace QBPartitionList {
@@ -29,5 +31,10 @@ QString foundText(qsizetype count);
 // Whether the file starts with the WBFS header's magic, as every WBFS
 // partition, and so every WBFS container file, does.
 bool isWbfsFile(const QString &path);
+
+// Why a file chosen as a WBFS file is refused: a plain file without the
+// WBFS header. A device node is left to wwt, which may need the permission
+// step to read it. Nothing when the file may be opened.
+std::optional<QString> wbfsFileRefusal(const QString &path);
 
 }

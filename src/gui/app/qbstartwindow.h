@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QWidget>
+#include <QMainWindow>
 
+class QAction;
 class QBConversionsButton;
+class QHBoxLayout;
 
-// The window shown when no source is open. Its conversions button opens
-// the conversions view.
-class QBStartWindow : public QWidget
+// The window shown when no source is open: a button for each way to open
+// one, and the conversions button, which opens the conversions view.
+class QBStartWindow : public QMainWindow
 {
     Q_OBJECT
 
@@ -15,7 +17,19 @@ public:
     explicit QBStartWindow(QWidget *parent = nullptr);
 
     QBConversionsButton *conversionsButton() const { return m_conversionsButton; }
+    // One button per command, in order; each follows its action's text and
+    // enabled state.
+    void setQuickStartActions(const QList<QAction *> &actions);
+
+signals:
+    // The user closes the window; accepted unless a handler ignores the
+    // event.
+    void closeRequested(QCloseEvent *event);
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     QBConversionsButton *m_conversionsButton;
+    QHBoxLayout *m_quickStart;
 };

@@ -294,9 +294,9 @@ void QBDocumentWindow::buildActions()
                                  QKeySequence(Qt::CTRL | Qt::Key_I), &QBDocumentWindow::toggleDetailsView);
     m_revealAction = makeAction(QStringLiteral("Show in File Manager"), QBDocumentCommand::OpenInFinder,
                                 QKeySequence(), &QBDocumentWindow::openInFinder);
-    m_renameAction = makeAction(QStringLiteral("Rename..."), QBDocumentCommand::RenameGame, QKeySequence(),
+    m_renameAction = makeAction(QStringLiteral("Rename…"), QBDocumentCommand::RenameGame, QKeySequence(),
                                 &QBDocumentWindow::renameGame);
-    m_removeAction = makeAction(QStringLiteral("Remove..."), QBDocumentCommand::RemoveGame, QKeySequence::Delete,
+    m_removeAction = makeAction(QStringLiteral("Remove…"), QBDocumentCommand::RemoveGame, QKeySequence::Delete,
                                 &QBDocumentWindow::removeGame);
     // The text that the removal's question points to.
     m_recoverAction = makeAction(QStringLiteral("Recover removed games"), QBDocumentCommand::RecoverRemovedGames,

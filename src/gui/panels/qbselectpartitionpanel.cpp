@@ -10,7 +10,6 @@
 
 #include <QComboBox>
 #include <QFileDialog>
-#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QProgressBar>
@@ -134,11 +133,9 @@ void QBSelectPartitionPanel::chooseFile()
     const QString path = m_fileChooser(this);
     if (path.isEmpty())
         return;
-    // A device node is left to wwt, which may need the permission step to
-    // read it; a plain file must carry the WBFS header.
-    if (QFileInfo(path).isFile() && !QBPartitionList::isWbfsFile(path)) {
+    if (const std::optional<QString> refusal = QBPartitionList::wbfsFileRefusal(path)) {
         QBAlert alert;
-        alert.message = tr("“%1” is not a WBFS file.").arg(QFileInfo(path).fileName());
+        alert.message = *refusal;
         alert.informativeText = tr("Choose a file formatted as a WBFS partition, or a partition from the list.");
         QBAlertPresenter::run(alert);
         return;

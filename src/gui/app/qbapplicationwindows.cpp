@@ -1,0 +1,365 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "qbapplicationwindows.h"
+
+#include "app/qbgamelistexport.h"
+#include "app/qbsettings.h"
+#include "document/qbdocumentwindow.h"
+#include "gamedata/qbdownloadwindow.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbgamedatamenus.h"
+#include "panels/qbselectpartitionpanel.h"
+#include "qbapplicationmenus.h"
+#include "qblogging.h"
+#include "qbpreferenceswindow.h"
+#include "qbstartwindow.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QLabel>
+#include <QProgressDialog>
+#include <QWindow>
+
+namespace {
+
+// Qt's own dialog, which takes accessory controls; named for tests.
+void prepareFileDialog(QFileDialog &panel, const QString &name)
+{
+    panel.setObjectName(name);
+    panel.setOption(QFileDialog::DontUseNativeDialog);
+}
+
+// Puts a row below a widget file dialog's own controls.
+void addAccessory(QFileDialog &panel, QWidget *label, QWidget *control)
+{
+    auto *grid = qobject_cast<QGridLayout *>(panel.layout());
+    if (!grid)
+        return;
+    const int row = grid->rowCount();
+    if (label)
+        grid->addWidget(label, row, 0);
+    grid->addWidget(control, row, 1);
+}
+
+// Tells the log once when the first window of the run is on screen; the
+// start-up benchmark reads it.
+class FirstWindowProbe : public QObject
+{
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Expose) {
+            if (auto *window = qobject_cast<QWindow *>(watched); window && window->isExposed()) {
+                qCInfo(lcApp) << "First window shown";
+                deleteLater();
+                qApp->removeEventFilter(this);
+            }
+        }
+        return false;
+    }
+};
+
+}
+
+QBApplicationWindows::QBApplicationWindows(QBDocumentController *controller, QBGameCenter *center, QObject *parent)
+    : QObject(parent)
+    , m_controller(controller)
+    , m_gameDataMenus(std::make_unique<QBGameDataMenus>(center))
+    , m_menus(new QBApplicationMenus(controller, m_gameDataMenus.get(), this))
+    , m_startWindow(std::make_unique<QBStartWindow>())
+    , m_downloadWindow(std::make_unique<QBDownloadWindow>(center))
+{
+    m_controller->setViews(this);
+    m_startWindow->setQuickStartActions(
+            {m_menus->openPathAction(), m_menus->openPartitionAction(), m_menus->openDatabaseAction()});
+    m_menus->installMenuBar(m_startWindow.get());
+    connect(m_startWindow.get(), &QBStartWindow::closeRequested, this,
+            &QBApplicationWindows::startWindowCloseRequested);
+    connect(m_menus->quitAction(), &QAction::triggered, this, &QBApplicationWindows::quit);
+    connect(m_menus->preferencesAction(), &QAction::triggered, this, &QBApplicationWindows::showPreferences);
+    connect(m_controller, &QBDocumentController::documentsChanged, this, &QBApplicationWindows::documentsChanged);
+    // Quitting is the controller's question, not the last window's close.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    if (qApp)
+        qApp->installEventFilter(new FirstWindowProbe(this));
+}
+
+QBApplicationWindows::~QBApplicationWindows()
+{
+    m_quitting = true;
+    m_controller->setViews(nullptr);
+    const QList<QBDocument *> documents = m_controller->documents();
+    for (QBDocument *document : documents)
+        delete windowForDocument(document);
+    delete m_preferencesWindow.data();
+}
+
+QBDocumentWindow *QBApplicationWindows::windowForDocument(const QBDocument *document)
+{
+    // A document is its window's child.
+    return document ? qobject_cast<QBDocumentWindow *>(document->parent()) : nullptr;
+}
+
+// --- Launching ------------------------------------------------------------
+
+void QBApplicationWindows::start(const QStringList &paths)
+{
+    // Something to look at before the welcome, if there is one.
+    if (paths.isEmpty() && !QBDocumentController::hasSavedDocuments())
+        m_startWindow->show();
+    m_controller->applicationDidFinishLaunching();
+    open(paths);
+    if (m_controller->documents().isEmpty())
+        showStartWindow();
+}
+
+void QBApplicationWindows::open(const QStringList &paths)
+{
+    for (const QString &path : paths) {
+        const QFileInfo source(path);
+        if (!source.exists()) {
+            qCWarning(lcApp).noquote() << "Nothing to open at" << path;
+            continue;
+        }
+        if (source.isDir())
+            m_controller->openDocument(source.absoluteFilePath(), QBDocument::Folder,
+                                       QBSettings::value(SettingsKey::displayMode).toInt());
+        else
+            m_controller->applicationOpenFile(source.absoluteFilePath());
+    }
+}
+
+void QBApplicationWindows::launched(const QStringList &paths)
+{
+    if (!paths.isEmpty()) {
+        open(paths);
+        return;
+    }
+    // Started again with documents open: the program comes forward.
+    if (!m_controller->applicationShouldHandleReopen()) {
+        if (QBDocumentWindow *window = windowForDocument(m_controller->currentDocument())) {
+            window->raise();
+            window->activateWindow();
+        }
+    }
+}
+
+bool QBApplicationWindows::quit()
+{
+    if (m_quitting)
+        return true;
+    if (m_controller->applicationShouldTerminate() == 0)
+        return false;
+    m_quitting = true;
+    // Closing saves each window's frame and table layout.
+    const QList<QBDocument *> documents = m_controller->documents();
+    for (QBDocument *document : documents) {
+        if (QBDocumentWindow *window = windowForDocument(document))
+            window->close();
+    }
+    if (m_preferencesWindow)
+        m_preferencesWindow->close();
+    m_startWindow->hide();
+    m_downloadWindow->hide();
+    QCoreApplication::quit();
+    return true;
+}
+
+void QBApplicationWindows::startWindowCloseRequested(QCloseEvent *event)
+{
+    // With no document open, closing the start window ends the program.
+    if (m_quitting || !m_controller->documents().isEmpty())
+        return;
+    if (!quit())
+        event->ignore();
+}
+
+void QBApplicationWindows::documentsChanged()
+{
+    if (m_quitting)
+        return;
+    if (m_controller->documents().isEmpty())
+        showStartWindow();
+    else
+        m_startWindow->hide();
+}
+
+QBPreferencesWindow *QBApplicationWindows::preferencesWindow() const
+{
+    return m_preferencesWindow;
+}
+
+void QBApplicationWindows::showPreferences()
+{
+    if (!m_preferencesWindow)
+        m_preferencesWindow = new QBPreferencesWindow;
+    m_preferencesWindow->show();
+    m_preferencesWindow->raise();
+    m_preferencesWindow->activateWindow();
+}
+
+// --- Documents ------------------------------------------------------------
+
+QBDocument *QBApplicationWindows::makeDocument(const QString &filename, int type, int displayMode)
+{
+    QBDocumentWindow *window = QBDocumentWindow::create(filename, type, displayMode, *m_gameDataMenus);
+    if (!window)
+        return nullptr;
+    m_menus->installMenuBar(window);
+    return window->document();
+}
+
+bool QBApplicationWindows::setFrameUsingName(QBDocument *document)
+{
+    QBDocumentWindow *window = windowForDocument(document);
+    return window && window->setFrameUsingName();
+}
+
+void QBApplicationWindows::cascadeWindow(QBDocument *document, QBDocument *from)
+{
+    QBDocumentWindow *window = windowForDocument(document);
+    const QBDocumentWindow *previous = windowForDocument(from);
+    if (!window)
+        return;
+    // Right and down on the screen.
+    const QRect frame = previous ? previous->geometry() : QRect();
+    window->setGeometry(frame.translated(200, 40));
+}
+
+void QBApplicationWindows::makeKeyAndOrderFront(QBDocument *document)
+{
+    QBDocumentWindow *window = windowForDocument(document);
+    if (!window)
+        return;
+    window->show();
+    window->raise();
+    window->activateWindow();
+    // Key at once, as the command asked; the desktop's activation, when it
+    // comes, says the same again.
+    document->windowDidBecomeKey();
+}
+
+void QBApplicationWindows::showStartWindow()
+{
+    m_startWindow->show();
+    m_startWindow->raise();
+    m_startWindow->activateWindow();
+}
+
+// --- Panels ---------------------------------------------------------------
+
+QWidget *QBApplicationWindows::dialogParent() const
+{
+    if (QWidget *active = QApplication::activeWindow())
+        return active;
+    if (QBDocumentWindow *window = windowForDocument(m_controller->currentDocument()))
+        return window;
+    return m_startWindow->isVisible() ? m_startWindow.get() : nullptr;
+}
+
+QString QBApplicationWindows::runOpenPanel()
+{
+    QFileDialog panel(dialogParent(), tr("Open Folder"));
+    prepareFileDialog(panel, QStringLiteral("openPanel"));
+    panel.setFileMode(QFileDialog::Directory);
+    panel.setOption(QFileDialog::ShowDirsOnly);
+    auto *deepSearch = new QCheckBox(tr("Deep search"));
+    deepSearch->setObjectName(SettingsKey::browseRecursively);
+    deepSearch->setToolTip(tr("List the games in the folder's sub-folders too"));
+    deepSearch->setChecked(QBSettings::browseRecursively());
+    connect(deepSearch, &QCheckBox::toggled, &panel,
+            [](bool on) { QBSettings::setValue(SettingsKey::browseRecursively, on); });
+    addAccessory(panel, nullptr, deepSearch);
+    if (panel.exec() != QDialog::Accepted)
+        return {};
+    return panel.selectedFiles().value(0);
+}
+
+QString QBApplicationWindows::runPartitionPanel(const QString &title)
+{
+    QBSelectPartitionPanel *panel = QBSelectPartitionPanel::partitionPanel();
+    if (!panel->runModalWithTitle(title))
+        return {};
+    return panel->selectedPartition();
+}
+
+QString QBApplicationWindows::runWbfsFilePanel()
+{
+    QFileDialog panel(dialogParent(), tr("Open WBFS File"));
+    // As the other panels, for one look.
+    prepareFileDialog(panel, QStringLiteral("wbfsFilePanel"));
+    panel.setFileMode(QFileDialog::ExistingFile);
+    panel.setNameFilters({tr("WBFS files (*.wbfs)"), tr("All files (*)")});
+    if (panel.exec() != QDialog::Accepted)
+        return {};
+    return panel.selectedFiles().value(0);
+}
+
+QString QBApplicationWindows::runExportPanel()
+{
+    QFileDialog panel(dialogParent(), tr("Export Game List"));
+    prepareFileDialog(panel, QStringLiteral("exportPanel"));
+    panel.setAcceptMode(QFileDialog::AcceptSave);
+    panel.setFileMode(QFileDialog::AnyFile);
+    panel.setDirectory(QDir::home());
+
+    auto *formats = new QComboBox;
+    formats->setObjectName(SettingsKey::exportFormat);
+    formats->addItems({QStringLiteral("html"), QStringLiteral("txt")});
+    const QString format = QBSettings::value(SettingsKey::exportFormat).toString();
+    if (formats->findText(format) < 0)
+        formats->addItem(format);
+    formats->setCurrentText(format);
+    // The chosen format becomes the setting, and the extension of the
+    // name in the panel.
+    auto selectExportFormat = [&panel](const QString &chosen) {
+        QBSettings::setValue(SettingsKey::exportFormat, chosen);
+        panel.setNameFilter(QStringLiteral("*.") + chosen);
+        panel.setDefaultSuffix(chosen);
+        const QString typed = panel.selectedFiles().value(0);
+        if (!typed.isEmpty() && !QFileInfo(typed).isDir())
+            panel.selectFile(QFileInfo(QBGameListExport::targetPath(typed, chosen)).fileName());
+    };
+    connect(formats, &QComboBox::currentTextChanged, &panel, selectExportFormat);
+    addAccessory(panel, new QLabel(tr("Format:")), formats);
+
+    const QBDocument *document = m_controller->currentDocument();
+    const QString name = document ? QFileInfo(document->filename()).fileName() : QString();
+    panel.selectFile((name.isEmpty() ? tr("Games") : name) + u'.' + format);
+    selectExportFormat(format);
+    if (panel.exec() != QDialog::Accepted)
+        return {};
+    return panel.selectedFiles().value(0);
+}
+
+void QBApplicationWindows::exportDidStart(QBGameListExport *job)
+{
+    // A text list is written at once; the page waits for its covers.
+    if (job->checkCount() == 0)
+        return;
+    auto *progress = new QProgressDialog(tr("Looking up the covers of %1 games …").arg(job->checkCount()),
+                                         tr("Cancel"), 0, job->checkCount(), dialogParent());
+    progress->setObjectName(QStringLiteral("exportProgress"));
+    progress->setWindowTitle(tr("Export Game List"));
+    progress->setWindowModality(Qt::WindowModal);
+    progress->setAutoReset(false);
+    progress->setAutoClose(false);
+    progress->setMinimumDuration(0);
+    progress->setAttribute(Qt::WA_DeleteOnClose);
+    connect(job, &QBGameListExport::progressChanged, progress, &QProgressDialog::setValue);
+    connect(progress, &QProgressDialog::canceled, job, &QBGameListExport::cancel);
+    connect(job, &QBGameListExport::finished, progress, [progress, job] {
+        // Closing a progress dialog counts as its cancel.
+        progress->disconnect(job);
+        progress->close();
+    });
+    progress->show();
+}
