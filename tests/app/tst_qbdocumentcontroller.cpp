@@ -543,10 +543,12 @@ void tst_QBDocumentController::openingCommands()
     QCOMPARE(folder->document()->games().size(), m_library.allIds.size());
     folder->tableView()->clearSelection();
 
-    // The web links wait for a site.
+    // The web links need a site; without one the user is told where to set it.
     UrlCatcher browser;
     QDesktopServices::setUrlHandler(u"http"_qs, &browser, "openUrl");
-    QVERIFY(!choose(folder, u"Help"_qs, u"Donate"_qs));
+    m_alerts->alerts.clear();
+    QVERIFY(choose(folder, u"Help"_qs, u"Donate"_qs));
+    QCOMPARE(m_alerts->messages(), QStringList{u"No web site is set for Palomet."_qs});
     QBSettings::setValue(SettingsKey::toolServer, u"http://palomet.example/"_qs);
     for (const QString &item : {u"Palomet Help"_qs, u"Palomet Home Page"_qs, u"Report a Bug"_qs, u"Donate"_qs})
         QVERIFY(choose(folder, u"Help"_qs, item));

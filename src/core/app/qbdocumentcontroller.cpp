@@ -423,24 +423,39 @@ QUrl QBDocumentController::webLink(const QString &pathAndQuery)
     return QUrl(site + pathAndQuery);
 }
 
+// Without a site the page has nowhere to open; the user is told where the
+// site is set rather than finding the command dead.
+void QBDocumentController::openWebLink(const QString &pathAndQuery)
+{
+    const QUrl url = webLink(pathAndQuery);
+    if (url.isEmpty()) {
+        QBAlert alert;
+        alert.message = QStringLiteral("No web site is set for Palomet.");
+        alert.informativeText = QStringLiteral("Enter the address of Palomet's web site in the Tools tab of the Preferences.");
+        QBAlertPresenter::run(alert);
+        return;
+    }
+    QDesktopServices::openUrl(url);
+}
+
 void QBDocumentController::reportBug()
 {
-    QDesktopServices::openUrl(webLink(QStringLiteral("/palomet/wordpress/?page_id=22")));
+    openWebLink(QStringLiteral("/palomet/wordpress/?page_id=22"));
 }
 
 void QBDocumentController::donate()
 {
-    QDesktopServices::openUrl(webLink(QStringLiteral("/palomet/wordpress/?page_id=101")));
+    openWebLink(QStringLiteral("/palomet/wordpress/?page_id=101"));
 }
 
 void QBDocumentController::openHomepage()
 {
-    QDesktopServices::openUrl(webLink(QStringLiteral("/palomet")));
+    openWebLink(QStringLiteral("/palomet"));
 }
 
 void QBDocumentController::openHelp()
 {
-    QDesktopServices::openUrl(webLink(QStringLiteral("/palomet/wordpress/?cat=7")));
+    openWebLink(QStringLiteral("/palomet/wordpress/?cat=7"));
 }
 
 bool QBDocumentController::validateUserInterfaceItem(Command command) const
@@ -452,9 +467,6 @@ bool QBDocumentController::validateUserInterfaceItem(Command command) const
     }
     case Command::ExportGameList:
         return m_currentDocument && m_currentDocument->gameListController()->rowCount() > 0;
-    case Command::WebLink:
-        // No site is set by default: the links have nowhere to go.
-        return !QBSettings::value(SettingsKey::toolServer).toString().isEmpty();
     case Command::Other:
         break;
     }

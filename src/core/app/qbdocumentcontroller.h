@@ -72,7 +72,7 @@ class QBDocumentController : public QObject
 
 public:
     // The commands whose state the controller decides.
-    enum class Command { OpenDatabase, ExportGameList, WebLink, Other };
+    enum class Command { OpenDatabase, ExportGameList, Other };
 
     // The fixed filename of the title database's document; it also names
     // its window and its saved frame.
@@ -153,6 +153,7 @@ signals:
     void validationChanged();
 
 private:
+    void openWebLink(const QString &pathAndQuery);
     void seedDefaults();
     void reopenDocuments();
     void registerDocument(QBDocument *document);

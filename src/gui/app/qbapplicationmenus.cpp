@@ -88,9 +88,6 @@ void QBApplicationMenus::validate()
 {
     m_openDatabase->setEnabled(m_controller->validateUserInterfaceItem(QBDocumentController::Command::OpenDatabase));
     m_export->setEnabled(m_controller->validateUserInterfaceItem(QBDocumentController::Command::ExportGameList));
-    const bool links = m_controller->validateUserInterfaceItem(QBDocumentController::Command::WebLink);
-    for (QAction *link : std::as_const(m_webLinks))
-        link->setEnabled(links);
 }
 
 QMenu *QBApplicationMenus::menu(QMenuBar *bar, const QString &title)
