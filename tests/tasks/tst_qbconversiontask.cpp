@@ -102,7 +102,6 @@ private slots:
     void copyIntoFolderTakesTheToolsName();
     void sameSourceAndDestinationWithRemove();
     void addsToWbfsFile();
-    void extractsIntoFolderThatDoesNotExist();
     void toolErrorAsksHandlerOnce();
     void abortFromErrorAnswerStopsTheRun();
     void progressSections_data();
@@ -198,18 +197,6 @@ void tst_QBConversionTask::addsToWbfsFile()
     QCOMPARE(run.successes.size(), 1);
     QVERIFY(!QFile::exists(m_dir.filePath(u"not-made"_qs)));
     QCOMPARE(listedId(part, 1), u"RQCJ01"_qs);
-}
-
-void tst_QBConversionTask::extractsIntoFolderThatDoesNotExist()
-{
-    const QString destination = m_dir.filePath(u"extracted/sub/Beta [RQBP01].wbfs"_qs);
-    Run run({u"extract"_qs, u"RQBP01"_qs, u"--dest"_qs, destination, u"--part"_qs, m_library.container,
-             u"--overwrite"_qs, u"--sections"_qs, u"--progress"_qs},
-            1, waitingBundle(m_library.container + u"/RQBP01"_qs, destination));
-    QVERIFY(run.run());
-    QCOMPARE(run.task.terminationStatus(), 0);
-    QCOMPARE(run.successes.size(), 1);
-    QCOMPARE(listedId(destination, 0), u"RQBP01"_qs);
 }
 
 void tst_QBConversionTask::toolErrorAsksHandlerOnce()
