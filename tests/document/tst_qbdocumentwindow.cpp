@@ -245,6 +245,9 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QBFilesystemCenter::shared()->postFilesystemDidChange(folder->document()->filesystem(), 1.0f);
     QCOMPARE(folder->statusTextField()->text(), u"Loading ..."_qs);
     QCOMPARE(partition->statusTextField()->text(), u"3 games, 1.0 of 10.2 GB available"_qs);
+    // Another file system's news leaves it be.
+    QBFilesystemCenter::shared()->postFilesystemDidChange(partition->document()->filesystem() + 1, 3.0f);
+    QCOMPARE(partition->statusTextField()->text(), u"3 games, 1.0 of 10.2 GB available"_qs);
     QVERIFY(waitListed(folder));
 }
 

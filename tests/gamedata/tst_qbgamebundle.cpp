@@ -143,8 +143,6 @@ void tst_QBGameBundle::subtitle_data()
 {
     QTest::addColumn<QVariantMap>("record");
     QTest::addColumn<QString>("subtitle");
-    QTest::newRow("two decimals") << QVariantMap{{u"filetype"_qs, u"WBFS"_qs}, {u"size"_qs, 4.37f}}
-                                  << u"WBFS, 4.37 GB"_qs;
     QTest::newRow("no size") << QVariantMap{{u"filetype"_qs, u"ISO"_qs}} << u"ISO, 0.00 GB"_qs;
     QTest::newRow("no file type") << QVariantMap{{u"size"_qs, 1.5f}} << u"(null), 1.50 GB"_qs;
 }

@@ -67,10 +67,8 @@ void QBTestHttpServer::answer(QTcpSocket *socket, const QString &path)
         socket->disconnectFromHost();
         return;
     }
-    QByteArray head = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nConnection: close\r\n";
-    if (route.mode != Mode::NoContentLength)
-        head += "Content-Length: " + QByteArray::number(route.body.size()) + "\r\n";
-    socket->write(head + "\r\n");
+    socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nConnection: close\r\n"
+                  "Content-Length: " + QByteArray::number(route.body.size()) + "\r\n\r\n");
     switch (route.mode) {
     case Mode::CloseMidBody:
         socket->write(route.body.left(route.body.size() / 2));

@@ -21,7 +21,6 @@ public:
         Normal,          // 200 with a Content-Length
         NotFound,        // 404 with a small HTML body
         CloseMidBody,    // announces the whole length, sends half, closes
-        NoContentLength, // 200 without a length; the close ends the body
         Slow,            // the body in small pieces, 20 ms apart
         Held,            // nothing until release(), then as Normal
     };

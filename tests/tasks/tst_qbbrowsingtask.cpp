@@ -21,11 +21,9 @@ private slots:
     void gameRecordShape();
 
     void listsFolderWithRealWit();
-    void listsFolderRecursively();
     void listsSingleImage();
     void listsWbfsFileWithRealWwt();
     void listsOneGameOfWbfsFile();
-    void missingSourceReportsError();
     void cancelledListingPostsNoFinal();
 
 private:
@@ -166,16 +164,6 @@ void tst_QBBrowsingTask::listsFolderWithRealWit()
     QCOMPARE(unicode.value(GameKey::filename).toString(), m_library.path(u"Ça märche – 日本 [RQFP01].wdf"_qs));
 }
 
-void tst_QBBrowsingTask::listsFolderRecursively()
-{
-    const Listing listing = browse(QBBrowsingTask::folderArguments(m_library.folder, true), 0);
-    QStringList ids = listing.ids();
-    ids.sort();
-    QCOMPARE(ids, m_library.allIds);
-    QCOMPARE(listing.game(u"RQEE01"_qs).value(GameKey::filename).toString(),
-             m_library.path(u"sub/Echo [RQEE01].wdf"_qs));
-}
-
 void tst_QBBrowsingTask::listsSingleImage()
 {
     const QString image = m_library.path(u"Charlie [RQCJ01].wia"_qs);
@@ -209,17 +197,6 @@ void tst_QBBrowsingTask::listsOneGameOfWbfsFile()
     QStringList arguments = QBBrowsingTask::partitionArguments(m_library.container);
     arguments << u"--include"_qs << u"RQBP01"_qs;
     QCOMPARE(browse(arguments, 1).ids(), QStringList{u"RQBP01"_qs});
-}
-
-void tst_QBBrowsingTask::missingSourceReportsError()
-{
-    const Listing folder = browse(QBBrowsingTask::folderArguments(m_dir.filePath(u"missing"_qs), false), 0);
-    QVERIFY(folder.games.isEmpty());
-    QCOMPARE(folder.final.value(UserInfoKey::terminationStatus).toInt(), 1);
-
-    const Listing partition = browse(QBBrowsingTask::partitionArguments(m_library.path(u"Beta [RQBP01].iso"_qs)), 1);
-    QVERIFY(partition.games.isEmpty());
-    QCOMPARE(partition.final.value(UserInfoKey::terminationStatus).toInt(), 1);
 }
 
 void tst_QBBrowsingTask::cancelledListingPostsNoFinal()

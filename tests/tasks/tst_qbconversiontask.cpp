@@ -99,20 +99,15 @@ private slots:
     void cleanup();
 
     void copiesIntoFolderThatDoesNotExist();
-    void copyOptions_data();
-    void copyOptions();
     void copyIntoFolderTakesTheToolsName();
     void sameSourceAndDestinationWithRemove();
     void addsToWbfsFile();
-    void extractsIntoFolderThatDoesNotExist();
     void toolErrorAsksHandlerOnce();
     void abortFromErrorAnswerStopsTheRun();
     void progressSections_data();
     void progressSections();
     void cancelWhileWaiting();
     void cancelWhileRunningStopsRealTool();
-    void cancelStopsToolThatNeverEnds();
-    void toolWithoutOutput();
 
 private:
     QTemporaryDir m_dir;
@@ -160,34 +155,6 @@ void tst_QBConversionTask::copiesIntoFolderThatDoesNotExist()
     QVERIFY(m_handler.bundles.isEmpty());
 }
 
-void tst_QBConversionTask::copyOptions_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("options");
-    QTest::addColumn<QString>("filetype");
-    QTest::newRow("wia with compression") << u"Beta.wia"_qs << QStringList{u"--compression"_qs, u"LZMA"_qs}
-                                          << u"WIA/WII"_qs;
-    QTest::newRow("split") << u"Beta.wbfs"_qs << QStringList{u"--split"_qs} << u"WBFS/WII"_qs;
-    QTest::newRow("split size") << u"Beta.iso"_qs << QStringList{u"--split-size"_qs, u"2000M"_qs}
-                                << u"ISO/WII"_qs;
-}
-
-void tst_QBConversionTask::copyOptions()
-{
-    QFETCH(QString, name);
-    QFETCH(QStringList, options);
-    QFETCH(QString, filetype);
-    const QString source = m_library.path(u"Beta [RQBP01].iso"_qs);
-    const QString destination = m_dir.filePath(u"options/"_qs + name);
-    Run run(copyArguments(source, destination) + options, 0, waitingBundle(source, destination));
-    QVERIFY(run.run());
-    QCOMPARE(run.task.terminationStatus(), 0);
-    QCOMPARE(run.successes.size(), 1);
-    const Listing listing = browse(QBBrowsingTask::folderArguments(destination, false), 0);
-    QCOMPARE(listing.ids(), QStringList{u"RQBP01"_qs});
-    QCOMPARE(listing.games.first().value(GameKey::filetype).toString(), filetype);
-}
-
 void tst_QBConversionTask::copyIntoFolderTakesTheToolsName()
 {
     // Given a folder, wit names the file itself and says so in "dest-path".
@@ -230,18 +197,6 @@ void tst_QBConversionTask::addsToWbfsFile()
     QCOMPARE(run.successes.size(), 1);
     QVERIFY(!QFile::exists(m_dir.filePath(u"not-made"_qs)));
     QCOMPARE(listedId(part, 1), u"RQCJ01"_qs);
-}
-
-void tst_QBConversionTask::extractsIntoFolderThatDoesNotExist()
-{
-    const QString destination = m_dir.filePath(u"extracted/sub/Beta [RQBP01].wbfs"_qs);
-    Run run({u"extract"_qs, u"RQBP01"_qs, u"--dest"_qs, destination, u"--part"_qs, m_library.container,
-             u"--overwrite"_qs, u"--sections"_qs, u"--progress"_qs},
-            1, waitingBundle(m_library.container + u"/RQBP01"_qs, destination));
-    QVERIFY(run.run());
-    QCOMPARE(run.task.terminationStatus(), 0);
-    QCOMPARE(run.successes.size(), 1);
-    QCOMPARE(listedId(destination, 0), u"RQBP01"_qs);
 }
 
 void tst_QBConversionTask::toolErrorAsksHandlerOnce()
@@ -392,33 +347,6 @@ void tst_QBConversionTask::cancelWhileRunningStopsRealTool()
     QCOMPARE(run.bundle.task(), &run.task);
     // wit cleans up its temporary file when interrupted.
     QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList());
-}
-
-void tst_QBConversionTask::cancelStopsToolThatNeverEnds()
-{
-    QBFakeTool tool;
-    tool.setScript(u"out [progress]\\npercent=1\\nmib-per-sec=1\\neta-text=9:99\\n\\n\nhang\n"_qs);
-    Run run({u"copy"_qs}, 0, waitingBundle(u"src"_qs, u"dst"_qs));
-    QSignalSpy finished(&run.task, &QBOperation::finished);
-    run.task.start();
-    QTRY_COMPARE(run.bundle.percent(), 1.0);
-    run.task.cancel();
-    QVERIFY(finished.wait(5000));
-    QCOMPARE(run.task.terminationStatus(), 3);
-    QVERIFY(!run.task.isExecuting());
-}
-
-void tst_QBConversionTask::toolWithoutOutput()
-{
-    QBFakeTool tool;
-    tool.setScript(u"exit 1\n"_qs);
-    Run run({u"copy"_qs}, 0, waitingBundle(u"src"_qs, u"dst"_qs));
-    QVERIFY(run.run());
-    // The exit code is not what decides; the output held no error.
-    QCOMPARE(run.task.terminationStatus(), 0);
-    QCOMPARE(run.bundle.percent(), 100.0);
-    QCOMPARE(run.infos, (QStringList{u"Conversion started."_qs, u"Task completed."_qs}));
-    QCOMPARE(run.successes.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_QBConversionTask)

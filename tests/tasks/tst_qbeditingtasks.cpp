@@ -50,10 +50,7 @@ private slots:
 
     void removes_data();
     void removes();
-    void renamesAndReportsTheToolsPath();
-    void renameOntoExistingFileFails();
     void renameWithoutMoveSectionHasNoPath();
-    void recoversRemovedGames();
     void cancelledTasksPostNothing();
 
 private:
@@ -152,37 +149,6 @@ void tst_QBEditingTasks::removes()
     }
 }
 
-void tst_QBEditingTasks::renamesAndReportsTheToolsPath()
-{
-    const QString old = copyOf(u"sub/Echo [RQEE01].wdf"_qs);
-    const QString requested = m_work + u"/Echo renamed.wdf"_qs;
-    const QVariantMap game = gameRecord(u"RQEE01"_qs, old);
-    QBRenameTask task(game, {u"move"_qs, u"--source"_qs, old, u"--dest"_qs, requested, u"--sections"_qs}, this);
-    QCOMPARE(task.launchPath(), 0);
-    const auto posts = runTask(task, &QBRenameTask::renomationDidFinish);
-    QCOMPARE(posts.size(), 1);
-    const QVariantMap info = posts.first().first().toMap();
-    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 0);
-    QCOMPARE(info.value(UserInfoKey::game).toMap(), game);
-    QCOMPARE(info.value(UserInfoKey::destinationPath).toString(), requested);
-    QVERIFY(QFile::exists(requested) && !QFile::exists(old));
-}
-
-void tst_QBEditingTasks::renameOntoExistingFileFails()
-{
-    // wit prints only "!!" lines and exits 0 when the new name is taken.
-    const QString old = copyOf(u"Delta [RQDK01].ciso"_qs);
-    const QString taken = copyOf(u"Charlie [RQCJ01].wia"_qs);
-    QBRenameTask task(gameRecord(u"RQDK01"_qs, old),
-                      {u"move"_qs, u"--source"_qs, old, u"--dest"_qs, taken, u"--sections"_qs}, nullptr);
-    const auto posts = runTask(task, &QBRenameTask::renomationDidFinish);
-    QCOMPARE(posts.size(), 1);
-    const QVariantMap info = posts.first().first().toMap();
-    QCOMPARE(info.value(UserInfoKey::terminationStatus).toInt(), 1);
-    QVERIFY(!info.contains(UserInfoKey::destinationPath));
-    QVERIFY(QFile::exists(old));
-}
-
 void tst_QBEditingTasks::renameWithoutMoveSectionHasNoPath()
 {
     QBFakeTool tool;
@@ -196,22 +162,6 @@ void tst_QBEditingTasks::renameWithoutMoveSectionHasNoPath()
     posts = runTask(bare, &QBRenameTask::renomationDidFinish);
     const QVariantMap info = posts.first().first().toMap();
     QCOMPARE(info.keys(), (QStringList{UserInfoKey::game, UserInfoKey::terminationStatus}));
-}
-
-void tst_QBEditingTasks::recoversRemovedGames()
-{
-    const QString part = freshContainer();
-    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
-    QVERIFY(QBTestImages::run(u"wwt"_qs, {u"remove"_qs, u"RQBP01"_qs, u"--part"_qs, part, u"--no-free"_qs,
-                                          u"--quiet"_qs}));
-    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)),
-             (QStringList{u"GQGE01"_qs, u"RQAE01"_qs}));
-
-    QBRecoverTask task({u"recover"_qs, part}, 1, this);
-    const auto posts = runTask(task, &QBRecoverTask::recoverDidFinish);
-    QCOMPARE(posts.size(), 1);
-    QCOMPARE(sortedIds(browse(QBBrowsingTask::partitionArguments(part), 1)),
-             (QStringList{u"GQGE01"_qs, u"RQAE01"_qs, u"RQBP01"_qs}));
 }
 
 void tst_QBEditingTasks::cancelledTasksPostNothing()

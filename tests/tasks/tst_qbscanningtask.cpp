@@ -14,7 +14,6 @@ class tst_QBScanningTask : public QObject
 
 private slots:
     void initTestCase();
-    void runsWwtFind();
     void partitions_data();
     void partitions();
 };
@@ -23,18 +22,6 @@ void tst_QBScanningTask::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QBSettings::setValue(SettingsKey::permissionCommand, QString());
-}
-
-void tst_QBScanningTask::runsWwtFind()
-{
-    QBFakeTool tool;
-    QBScanningTask task;
-    QCOMPARE(task.launchPath(), 1);
-    QCOMPARE(task.sender(), nullptr);
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    QVERIFY(finished.wait(5000));
-    QCOMPARE(tool.invocations(), QStringList{u"wwt | find | --auto | --all | --sections"_qs});
 }
 
 void tst_QBScanningTask::partitions_data()
