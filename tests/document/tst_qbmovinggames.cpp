@@ -10,6 +10,7 @@
 #include "document/qbdocumentwindow.h"
 #include "document/qbdocumentediting.h"
 #include "document/qbdragdata.h"
+#include "document/qbfilesystem.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "gamedata/qbsupportfolder.h"
@@ -30,6 +31,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
+#include <QStorageInfo>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTableView>
@@ -289,6 +291,8 @@ void tst_QBMovingGames::intoAPartitionAndOut()
     QVERIFY(games && games->size() == 2);
     QCOMPARE(games->first().value(u"id"_qs).toString(), alpha < charlie ? u"RQAE01"_qs : u"RQCJ01"_qs);
 
+    // A stale figure that the partition's listing must replace.
+    QBFilesystemCenter::shared()->postFilesystemDidChange(folder->document()->filesystem(), 0.0f);
     QCOMPARE(drop(partition->tableView(), dragged.data.get()), std::make_pair(true, true));
     QVERIFY(idle(partition));
     const QStringList alphaAdd{u"add"_qs,  u"--source"_qs,   source + u"/Alpha [RQAE01].wdf"_qs,
@@ -302,12 +306,13 @@ void tst_QBMovingGames::intoAPartitionAndOut()
     QStringList ids = values(partition, u"id"_qs);
     ids.sort();
     QCOMPARE(ids, (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
-    // Both windows show the partition's new free space, the folder beside
-    // its own total.
+    // Both windows show their new free space: the partition its own, the
+    // folder that of the volume the WBFS file grew on.
     const QString free = QString::number(double(partition->document()->freeSpace()), 'f', 1);
     const QString total = QString::number(double(partition->document()->totalSpace()), 'f', 1);
     QCOMPARE(partition->statusTextField()->text(), u"2 games, %1 of %2 GB available"_qs.arg(free, total));
-    QVERIFY(folder->statusTextField()->text().startsWith(u"3 games, %1 of "_qs.arg(free)));
+    QVERIFY(qAbs(double(folder->document()->freeSpace()) - double(QStorageInfo(source).bytesAvailable()) / 1e9)
+            < 0.1);
     QVERIFY(m_alerts->alerts.isEmpty());
 
     // The same games again: skipped, let through (and then also through

@@ -12,6 +12,8 @@
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace {
@@ -54,12 +56,17 @@ QBDocument *QBDocument::create(const QString &filename, int type, int displayMod
 {
     quint64 filesystem = 0;
     if (type != Database) {
-        const std::optional<quint64> number = QBFilesystemCenter::filesystemNumber(filename);
+        const std::optional<quint64> number = type == Partition ? QBFilesystemCenter::partitionNumber(filename)
+                                                                : QBFilesystemCenter::filesystemNumber(filename);
         if (!number)
             return nullptr;
         filesystem = *number;
     }
-    return new QBDocument(filename, type, filesystem, displayMode, parent);
+    auto *document = new QBDocument(filename, type, filesystem, displayMode, parent);
+    // A WBFS file grows on the volume that holds it as games go in.
+    if (type == Partition && QFileInfo(filename).isFile())
+        document->m_hostFilesystem = QBFilesystemCenter::filesystemNumber(filename);
+    return document;
 }
 
 QBDocument::QBDocument(const QString &filename, int type, quint64 filesystem, int displayMode, QObject *parent)
@@ -161,6 +168,10 @@ void QBDocument::browsingDidFinish(const QVariantMap &userInfo)
         m_totalSpace = infos.value(PartitionKey::totalSize).toFloat();
     }
     QBFilesystemCenter::shared()->postFilesystemDidChange(m_filesystem, m_freeSpace);
+    if (m_hostFilesystem) {
+        QBFilesystemCenter::shared()->postFilesystemDidChange(
+                *m_hostFilesystem, QBFilesystemCenter::spaceForPath(m_filename).freeSpace);
+    }
 
     if (userInfo.value(UserInfoKey::terminationStatus).toInt() == 1) {
         QBAlert alert;

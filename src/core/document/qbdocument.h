@@ -207,6 +207,8 @@ private:
     QString m_searchContext;
     QString m_filterText;
     quint64 m_filesystem;
+    // The volume that holds a WBFS file, for its neighbours' free space.
+    std::optional<quint64> m_hostFilesystem;
     QString m_statusText;
     QBGameListModel *m_gameList;
     QBGameFilterModel *m_gameListController;

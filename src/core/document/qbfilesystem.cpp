@@ -37,6 +37,27 @@ std::optional<quint64> QBFilesystemCenter::filesystemNumber(const QString &path)
 #endif
 }
 
+std::optional<quint64> QBFilesystemCenter::partitionNumber(const QString &path)
+{
+    if (path.isEmpty())
+        return std::nullopt;
+    // Set on every WBFS file's number; device numbers never reach it.
+    constexpr quint64 fileMark = quint64(1) << 63;
+#ifdef Q_OS_UNIX
+    struct stat status;
+    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+        return std::nullopt;
+    if (S_ISBLK(status.st_mode))
+        return quint64(status.st_rdev);
+    return fileMark | (qHashMulti(0, quint64(status.st_dev), quint64(status.st_ino)) & ~fileMark);
+#else
+    const QFileInfo file(path);
+    if (!file.exists())
+        return std::nullopt;
+    return fileMark | (qHash(file.canonicalFilePath()) & ~fileMark);
+#endif
+}
+
 QBFilesystemCenter::Space QBFilesystemCenter::spaceForPath(const QString &path)
 {
     if (path.isEmpty() || !QFileInfo::exists(path))

@@ -10,9 +10,10 @@
 // posts it here, and each document on that file system shows it.
 //
 // A file system is named by the device number of the file that lives on it
-// (stat's st_dev), so two paths on one mounted volume share a number. A
-// device file (a partition's /dev path) belongs to the devices' own file
-// system, not to the partition it stands for.
+// (stat's st_dev), so two paths on one mounted volume share a number. A WBFS
+// partition is a file system of its own: neither the devices' file system
+// that holds its /dev path nor the volume that holds a WBFS file shares its
+// free space.
 class QBFilesystemCenter : public QObject
 {
     Q_OBJECT
@@ -31,6 +32,10 @@ public:
     // The number of the file system that holds path; nothing when the path
     // cannot be queried (it does not exist, or may not be looked at).
     static std::optional<quint64> filesystemNumber(const QString &path);
+    // The number of the WBFS partition at path: a block device's own device
+    // number, or for a WBFS file a number of that file which no mounted
+    // volume has. Nothing when the path cannot be queried.
+    static std::optional<quint64> partitionNumber(const QString &path);
     // The space that the user can write on the file system of path, and its
     // size; both 0 when the path cannot be queried.
     static Space spaceForPath(const QString &path);
