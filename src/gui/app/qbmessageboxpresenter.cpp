@@ -2,6 +2,7 @@
 #include "qbmessageboxpresenter.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
@@ -38,7 +39,14 @@ public:
 int QBMessageBoxPresenter::runAlert(const QBAlert &alert)
 {
     QMessageBox box(QApplication::activeWindow());
-    box.setIcon(QMessageBox::Warning);
+    // Alerts wear the program's icon; most of them inform or ask, and the
+    // warning sign would make every one look like trouble.
+    const QIcon icon = QApplication::windowIcon();
+    if (icon.isNull())
+        box.setIcon(QMessageBox::Information);
+    else
+        box.setIconPixmap(icon.pixmap(64, 64));
+    box.setWindowTitle(QApplication::applicationDisplayName());
     box.setText(alert.message);
     box.setInformativeText(alert.informativeText);
     QPushButton *defaultButton = box.addButton(alert.defaultButton, QMessageBox::AcceptRole);
