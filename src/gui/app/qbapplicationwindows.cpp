@@ -79,7 +79,8 @@ QBApplicationWindows::QBApplicationWindows(QBDocumentController *controller, QBG
 {
     m_controller->setViews(this);
     m_startWindow->setQuickStartActions(
-            {m_menus->openPathAction(), m_menus->openPartitionAction(), m_menus->openDatabaseAction()});
+            {m_menus->openPathAction(), m_menus->openPartitionAction(), m_menus->openWbfsFileAction(),
+             m_menus->openDatabaseAction()});
     m_menus->installMenuBar(m_startWindow.get());
     connect(m_startWindow.get(), &QBStartWindow::closeRequested, this,
             &QBApplicationWindows::startWindowCloseRequested);
