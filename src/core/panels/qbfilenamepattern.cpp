@@ -2,6 +2,7 @@
 #include "qbfilenamepattern.h"
 
 #include "gamedata/qbgamebundle.h"
+#include "gamedata/qbgamecenter.h"
 
 #include <algorithm>
 
@@ -97,14 +98,9 @@ QString QBFilenamePattern::textForValue(const QVariant &value)
         return QString();
     switch (value.metaType().id()) {
     case QMetaType::QStringList:
-        return value.toStringList().join(QStringLiteral(", "));
-    case QMetaType::QVariantList: {
-        QStringList items;
-        const QVariantList list = value.toList();
-        for (const QVariant &item : list)
-            items << textForValue(item);
-        return items.join(QStringLiteral(", "));
-    }
+    case QMetaType::QVariantList:
+        // Lists read as the game's details show them.
+        return QBGameCenter::textForValue(value);
     default:
         return value.toString();
     }
