@@ -10,6 +10,7 @@ packages=(
     qt6-base-dev qt6-base-dev-tools libgl-dev
     libqt6svg6 qt6-multimedia-dev
     libpugixml-dev unzip
+    dpkg-dev file
     dbus-daemon
     wit
 )
