@@ -9,6 +9,8 @@
 #include <QStringDecoder>
 #include <QTimer>
 
+#include <utility>
+
 namespace {
 
 inline bool isNewline(char16_t c)
@@ -25,6 +27,32 @@ inline bool isNewline(char16_t c)
     default:
         return false;
     }
+}
+
+// The longest unfinished line kept; no line of the tools comes near it.
+constexpr qsizetype maxLineLength = 1024 * 1024;
+
+inline bool isLineBreakByte(char c)
+{
+    return c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+qsizetype nextLineBreak(const QByteArray &data, qsizetype from)
+{
+    for (qsizetype i = from; i < data.size(); ++i) {
+        if (isLineBreakByte(data.at(i)))
+            return i;
+    }
+    return -1;
+}
+
+qsizetype lastLineBreak(const QByteArray &data)
+{
+    for (qsizetype i = data.size() - 1; i >= 0; --i) {
+        if (isLineBreakByte(data.at(i)))
+            return i;
+    }
+    return -1;
 }
 
 QString quotedArguments(const QStringList &arguments)
@@ -155,12 +183,7 @@ void QBTask::readData(const QByteArray &chunk)
     m_reading = true;
     QByteArray current = chunk;
     for (;;) {
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        const QString text = decoder.decode(current);
-        if (lcToolOutput().isInfoEnabled())
-            qCInfo(lcToolOutput).noquote() << (decoder.hasError() ? QString::fromUtf8(current) : text);
-        if (!decoder.hasError() && !isCancelled())
-            readString(text);
+        takeChunk(current);
         if (!guard)
             return;
         if (m_pendingChunks.isEmpty())
@@ -171,6 +194,63 @@ void QBTask::readData(const QByteArray &chunk)
     if (m_endPending) {
         m_endPending = false;
         endOfOutput();
+    }
+}
+
+void QBTask::takeChunk(const QByteArray &chunk)
+{
+    if (lcToolOutput().isInfoEnabled())
+        qCInfo(lcToolOutput).noquote() << QString::fromUtf8(chunk);
+    if (isCancelled())
+        return;
+    qsizetype start = 0;
+    if (m_skippingLine) {
+        const qsizetype end = nextLineBreak(chunk, 0);
+        if (end < 0)
+            return;
+        m_skippingLine = false;
+        start = end + 1;
+    }
+    const qsizetype last = lastLineBreak(chunk);
+    if (last < start) {
+        m_partialLine.append(QByteArrayView(chunk).sliced(start));
+    } else {
+        // The break that ends the last whole line only separates it from
+        // what follows; it is no line of its own.
+        QByteArray lines = std::exchange(m_partialLine, chunk.sliced(last + 1));
+        lines.append(QByteArrayView(chunk).sliced(start, last - start));
+        readLines(lines);
+    }
+    // A tool that never ends its line must not fill the memory: such a line
+    // is dropped, as one that does not decode is.
+    if (m_partialLine.size() > maxLineLength) {
+        m_partialLine.clear();
+        m_skippingLine = true;
+    }
+}
+
+void QBTask::readLines(const QByteArray &lines)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(lines);
+    if (!decoder.hasError()) {
+        readString(text);
+        return;
+    }
+    // Line breaks are single bytes that no UTF-8 sequence contains, so the
+    // lines can be cut apart before they are decoded.
+    QPointer<QBTask> guard(this);
+    qsizetype from = 0;
+    for (;;) {
+        const qsizetype end = nextLineBreak(lines, from);
+        const QByteArrayView line = QByteArrayView(lines).sliced(from, (end < 0 ? lines.size() : end) - from);
+        QStringDecoder lineDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString lineText = lineDecoder.decode(line);
+        if (!lineDecoder.hasError())
+            readString(lineText);
+        if (!guard || isCancelled() || end < 0)
+            return;
+        from = end + 1;
     }
 }
 
@@ -247,7 +327,10 @@ void QBTask::endOfOutput()
     }
     m_ended = true;
     QPointer<QBTask> guard(this);
-    if (!isCancelled())
+    // What follows the last line break is the last line.
+    if (!isCancelled() && !m_partialLine.isEmpty())
+        readLines(std::exchange(m_partialLine, QByteArray()));
+    if (guard && !isCancelled())
         processDidStop();
     if (guard)
         finish();
