@@ -414,6 +414,26 @@ void tst_QBMovingGames::conversionOptions()
         ++round;
     }
     QCOMPARE(m_alerts->alerts.size(), 0);
+
+    // Two games whose names compose alike (let through the question about
+    // their IDs, which the folder has now): the second is asked about and
+    // skipped, rather than written over the first.
+    const QStringList sources{folder->document()->arrangedGame(0).value(u"filename"_qs).toString(),
+                              folder->document()->arrangedGame(1).value(u"filename"_qs).toString()};
+    const Dragged both = drag(folder, folder->tableView(), {0, 1});
+    whenPanelShows(panel, [&] {
+        panel->tokenField()->selectAll();
+        QTest::keyClick(panel->tokenField(), Qt::Key_Delete);
+        QTest::keyClicks(panel->tokenField(), u"Same"_qs);
+        panel->okButton()->click();
+    });
+    m_alerts->answers = {QBAlertAnswer::Alternate, QBAlertAnswer::Default};
+    QCOMPARE(drop(target->tableView(), both.data.get()), std::make_pair(true, true));
+    QTRY_COMPARE(m_conversions.arguments.size(), 1);
+    QVERIFY(idle(target));
+    QCOMPARE(m_alerts->messages().last(), u"'%1' already exists or is being transferred to the destination drive. "
+                                          "Do you want to skip it?"_qs.arg(sources.at(1)));
+    QCOMPARE(m_conversions.take().first().mid(2, 3), (QStringList{sources.at(0), u"--dest"_qs, out + u"/Same.wbfs"_qs}));
 }
 
 void tst_QBMovingGames::removingAndRecovering()
