@@ -574,32 +574,47 @@ void tst_QBDocumentController::exportFromTheMenu()
     // Only the games shown go, in the order shown.
     QTest::keyClicks(folder->searchField(), u"TA"_qs);
     folder->tableView()->sortByColumn(QBGameListModel::columnForKey(u"title"_qs), Qt::DescendingOrder);
-    const QString out = m_dir.filePath(u"out"_qs);
+    QString out = m_dir.filePath(u"out"_qs);
     QVERIFY(QDir().mkpath(out));
 
-    // The text list, its format chosen in the panel.
+    // The text list, its format chosen in the panel before a name with the
+    // other extension is typed: the question is about the file written.
+    QFile text(out + u"/list.txt"_qs);
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("mine") == 4);
+    text.close();
     whenModal(u"exportPanel"_qs, [&out](QDialog *dialog) {
         auto *panel = static_cast<QFileDialog *>(dialog);
+        QCOMPARE(panel->directory().path(), QDir::homePath());
         QCOMPARE(panel->selectedFiles().value(0).section(u'/', -1), u"library.html"_qs);
         panel->setDirectory(out);
-        typeFileName(panel, u"list.html"_qs);
         panel->findChild<QComboBox *>(SettingsKey::exportFormat)->setCurrentText(u"txt"_qs);
-        QCOMPARE(panel->selectedFiles().value(0), out + u"/list.txt"_qs);
+        typeFileName(panel, u"list.html"_qs);
+        dialog->accept();
+        QVERIFY(dialog->isVisible());
         dialog->accept();
     });
+    m_alerts->alerts.clear();
+    m_alerts->answers = {QBAlertAnswer::Alternate};
     QVERIFY(choose(folder, u"File"_qs, u"Export Game List…"_qs));
-    QTRY_VERIFY(QFile::exists(out + u"/list.txt"_qs));
-    QFile text(out + u"/list.txt"_qs);
+    QTRY_VERIFY(QFileInfo(out + u"/list.txt"_qs).size() > 4);
+    QCOMPARE(m_alerts->messages(), QStringList(2, u"'list.txt' already exists. Do you want to replace it?"_qs));
     QVERIFY(text.open(QIODevice::ReadOnly));
     const QString expected = u"\uFEFF[RQDK01] Delta CISO\n[RQBP01] Beta: The Colon\n"_qs;
     QCOMPARE(text.readAll(), QByteArray(reinterpret_cast<const char *>(expected.utf16()), expected.size() * 2));
     QCOMPARE(QBSettings::value(SettingsKey::exportFormat).toString(), u"txt"_qs);
 
     // The page waits for its covers behind a progress that can cancel it.
-    auto exportPage = [this, folder, &out] {
-        whenModal(u"exportPanel"_qs, [&out](QDialog *dialog) {
+    // It opens where the last export went, and a folder typed with the name
+    // stays when the format changes.
+    QString last = std::exchange(out, m_dir.filePath(u"pages"_qs));
+    QVERIFY(QDir().mkpath(out));
+    auto exportPage = [this, folder, &out, &last] {
+        whenModal(u"exportPanel"_qs, [&out, &last](QDialog *dialog) {
+            auto *panel = static_cast<QFileDialog *>(dialog);
+            QCOMPARE(panel->directory().path(), std::exchange(last, out));
+            typeFileName(panel, out + u"/page"_qs);
             dialog->findChild<QComboBox *>(SettingsKey::exportFormat)->setCurrentText(u"html"_qs);
-            typeFileName(static_cast<QFileDialog *>(dialog), out + u"/page"_qs);
+            QCOMPARE(panel->selectedFiles().value(0), out + u"/page.html"_qs);
             dialog->accept();
         });
         return choose(folder, u"File"_qs, u"Export Game List…"_qs);

@@ -489,6 +489,7 @@ void QBDocumentController::exportGameList()
     for (const QBListedGame &game : document->games())
         games.append(QBGameListExport::exportedValues(game.values()));
     auto *job = new QBGameListExport(document->filename(), games, format, chosen, this);
+    QBSettings::setValue(SettingsKey::exportFolder, QFileInfo(job->path()).absolutePath());
     // The progress goes before the alert comes.
     m_views->exportDidStart(job);
     connect(job, &QBGameListExport::finished, this, [job] {
