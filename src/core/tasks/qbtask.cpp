@@ -5,11 +5,17 @@
 #include "gamedata/qbsupportfolder.h"
 #include "qblogging.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QStringDecoder>
 #include <QTimer>
 
+#include <algorithm>
 #include <utility>
+
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#endif
 
 namespace {
 
@@ -55,6 +61,13 @@ qsizetype lastLineBreak(const QByteArray &data)
     return -1;
 }
 
+// Every task alive; tasks live on the main thread only.
+QList<QBTask *> &allTasks()
+{
+    static QList<QBTask *> tasks;
+    return tasks;
+}
+
 QString quotedArguments(const QStringList &arguments)
 {
     QStringList quoted;
@@ -85,16 +98,64 @@ QBTask::QBTask(const QStringList &arguments, int launchPath, QObject *sender, QO
         if (error == QProcess::FailedToStart)
             failToLaunch(m_process->errorString());
     });
+    allTasks().append(this);
 }
 
 QBTask::~QBTask()
 {
+    allTasks().removeOne(this);
     // Never leave a tool running behind us, and never let its last signals
-    // reach a task that is half destroyed.
+    // reach a task that is half destroyed. Stopped as a cancel stops it, so
+    // that it removes what it was writing; killed if it does not end.
     m_process->disconnect(this);
     if (m_process->state() != QProcess::NotRunning) {
-        m_process->kill();
-        m_process->waitForFinished(1000);
+        stopTool();
+        if (!m_process->waitForFinished(2000)) {
+            m_process->kill();
+            m_process->waitForFinished(1000);
+        }
+    }
+}
+
+void QBTask::stopTool()
+{
+    if (m_toolStopped || m_process->state() == QProcess::NotRunning)
+        return;
+    m_toolStopped = true;
+    m_process->terminate();
+#ifdef Q_OS_UNIX
+    if (const qint64 pid = m_process->processId(); pid > 0)
+        ::kill(pid_t(pid), SIGINT);
+#endif
+}
+
+void QBTask::stopAllTools()
+{
+    const QList<QBTask *> tasks = allTasks();
+    for (QBTask *task : tasks) {
+        const QPointer<QBTask> guard(task);
+        task->cancel();
+        if (guard)
+            task->stopTool();
+    }
+}
+
+void QBTask::waitForAllTools(int msecs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const QList<QBTask *> tasks = allTasks();
+    for (QBTask *task : tasks) {
+        if (!allTasks().contains(task))
+            continue;
+        QProcess *process = task->m_process;
+        if (process->state() == QProcess::NotRunning)
+            continue;
+        if (!process->waitForFinished(int(std::max<qint64>(1, msecs - timer.elapsed())))
+            && process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(1000);
+        }
     }
 }
 

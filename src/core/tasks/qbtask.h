@@ -50,6 +50,14 @@ public:
     QObject *sender() const { return m_sender; }
     void setSender(QObject *sender) { m_sender = sender; }
 
+    // At the end of the program: every task is cancelled, and every tool
+    // still running is stopped as a cancelled conversion is. Tasks not
+    // started yet never start their tool.
+    static void stopAllTools();
+    // Waits, blocking, until every stopped tool has ended; one that has not
+    // within msecs is killed.
+    static void waitForAllTools(int msecs);
+
     // The pipe side of the reader: one chunk of raw output as the pipe
     // delivered it, logged whole. The bytes after its last line break wait
     // for the next chunk, so every line is parsed once, whole, in order,
@@ -78,6 +86,9 @@ protected:
 
     void setTerminationStatus(int status) { m_terminationStatus = status; }
     QProcess *process() const { return m_process; }
+    // Terminate, then interrupt: wit and wwt take the second signal as an
+    // order to stop now, removing the file they were writing. Once per run.
+    void stopTool();
 
 private:
     void launch();
@@ -110,4 +121,5 @@ private:
     bool m_skippingLine = false;
     bool m_endPending = false;
     bool m_ended = false;
+    bool m_toolStopped = false;
 };

@@ -188,6 +188,20 @@ bool QBApplicationWindows::quit()
         return true;
     if (m_controller->applicationShouldTerminate() == 0)
         return false;
+    endProgram();
+    return true;
+}
+
+void QBApplicationWindows::quitWithoutQuestions()
+{
+    if (m_quitting)
+        return;
+    m_controller->terminateWithoutQuestions();
+    endProgram();
+}
+
+void QBApplicationWindows::endProgram()
+{
     m_quitting = true;
     // Closing saves each window's frame and table layout.
     const QList<QBDocument *> documents = m_controller->documents();
@@ -200,7 +214,6 @@ bool QBApplicationWindows::quit()
     m_startWindow->hide();
     m_downloadWindow->hide();
     QCoreApplication::quit();
-    return true;
 }
 
 void QBApplicationWindows::startWindowCloseRequested(QCloseEvent *event)
