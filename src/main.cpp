@@ -6,9 +6,11 @@
 #include "app/qblistcommand.h"
 #include "app/qbmessageboxpresenter.h"
 #include "app/qbsettings.h"
+#include "app/qbsignalwatcher.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qblanguages.h"
+#include "tasks/qbtask.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -123,11 +125,21 @@ int runHeadless(int argc, char **argv)
     }
 
     applyLanguages(parser);
+    // A signal ends the run with the tools it started; what was printed
+    // stays printed.
+    QBSignalWatcher signalWatcher;
+    QObject::connect(&signalWatcher, &QBSignalWatcher::signalReceived, &app, [](int signal) {
+        QBTask::stopAllTools();
+        QBTask::waitForAllTools(5000);
+        QCoreApplication::exit(128 + signal);
+    });
     QBGameCenter gameCenter;
+    // The descriptors themselves, not the C streams: each record reaches a
+    // pipe or a file as soon as it is written, with no buffer in between.
     QFile out;
-    out.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    out.open(fileno(stdout), QIODevice::WriteOnly | QIODevice::Unbuffered);
     QFile errors;
-    errors.open(stderr, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    errors.open(fileno(stderr), QIODevice::WriteOnly | QIODevice::Unbuffered);
     if (exporting) {
         QBExportCommand exportCommand(parser.value(exportOption), format, &errors);
         QObject::connect(&exportCommand, &QBExportCommand::finished, &app, &QCoreApplication::exit,
@@ -183,6 +195,10 @@ int main(int argc, char **argv)
     QBGameCenter gameCenter;
     QBDocumentController controller;
     QBApplicationWindows windows(&controller, &gameCenter);
+    // TERM, INT and HUP end the program as Quit does, without its question.
+    QBSignalWatcher signalWatcher;
+    QObject::connect(&signalWatcher, &QBSignalWatcher::signalReceived, &windows,
+                     &QBApplicationWindows::quitWithoutQuestions);
     QObject::connect(&channel, &QBInstanceChannel::launched, &windows, &QBApplicationWindows::launched);
     // A session that ends still leaves the documents to reopen.
     QObject::connect(&app, &QGuiApplication::commitDataRequest, &controller, &QBDocumentController::saveDocuments);

@@ -5,11 +5,13 @@
 #include "app/qbinstancechannel.h"
 #include "app/qbpreferenceswindow.h"
 #include "app/qbsettings.h"
+#include "app/qbsignalwatcher.h"
 #include "app/qbstartwindow.h"
 #include "conversion/qbconversioncontroller.h"
 #include "document/qbdocumentwindow.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbsupportfolder.h"
+#include "panels/qbnamingpanel.h"
 #include "panels/qbselectpartitionpanel.h"
 #include "qbfaketool.h"
 #include "qbscriptedalerts.h"
@@ -31,6 +33,7 @@
 #include <QLocalSocket>
 #include <QMenu>
 #include <QMenuBar>
+#include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -40,6 +43,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <signal.h>
 #include <QTimer>
 #include <QtConcurrent>
 
@@ -174,6 +179,7 @@ private slots:
     void exportFromTheMenu();
     void preferences();
     void laterLaunches();
+    void signalEndsAsQuitWithoutQuestions();
 
 private:
     void launch(int build = QBDocumentController::programBuildVersion());
@@ -574,32 +580,47 @@ void tst_QBDocumentController::exportFromTheMenu()
     // Only the games shown go, in the order shown.
     QTest::keyClicks(folder->searchField(), u"TA"_qs);
     folder->tableView()->sortByColumn(QBGameListModel::columnForKey(u"title"_qs), Qt::DescendingOrder);
-    const QString out = m_dir.filePath(u"out"_qs);
+    QString out = m_dir.filePath(u"out"_qs);
     QVERIFY(QDir().mkpath(out));
 
-    // The text list, its format chosen in the panel.
+    // The text list, its format chosen in the panel before a name with the
+    // other extension is typed: the question is about the file written.
+    QFile text(out + u"/list.txt"_qs);
+    QVERIFY(text.open(QIODevice::WriteOnly) && text.write("mine") == 4);
+    text.close();
     whenModal(u"exportPanel"_qs, [&out](QDialog *dialog) {
         auto *panel = static_cast<QFileDialog *>(dialog);
+        QCOMPARE(panel->directory().path(), QDir::homePath());
         QCOMPARE(panel->selectedFiles().value(0).section(u'/', -1), u"library.html"_qs);
         panel->setDirectory(out);
-        typeFileName(panel, u"list.html"_qs);
         panel->findChild<QComboBox *>(SettingsKey::exportFormat)->setCurrentText(u"txt"_qs);
-        QCOMPARE(panel->selectedFiles().value(0), out + u"/list.txt"_qs);
+        typeFileName(panel, u"list.html"_qs);
+        dialog->accept();
+        QVERIFY(dialog->isVisible());
         dialog->accept();
     });
+    m_alerts->alerts.clear();
+    m_alerts->answers = {QBAlertAnswer::Alternate};
     QVERIFY(choose(folder, u"File"_qs, u"Export Game List…"_qs));
-    QTRY_VERIFY(QFile::exists(out + u"/list.txt"_qs));
-    QFile text(out + u"/list.txt"_qs);
+    QTRY_VERIFY(QFileInfo(out + u"/list.txt"_qs).size() > 4);
+    QCOMPARE(m_alerts->messages(), QStringList(2, u"'list.txt' already exists. Do you want to replace it?"_qs));
     QVERIFY(text.open(QIODevice::ReadOnly));
     const QString expected = u"\uFEFF[RQDK01] Delta CISO\n[RQBP01] Beta: The Colon\n"_qs;
     QCOMPARE(text.readAll(), QByteArray(reinterpret_cast<const char *>(expected.utf16()), expected.size() * 2));
     QCOMPARE(QBSettings::value(SettingsKey::exportFormat).toString(), u"txt"_qs);
 
     // The page waits for its covers behind a progress that can cancel it.
-    auto exportPage = [this, folder, &out] {
-        whenModal(u"exportPanel"_qs, [&out](QDialog *dialog) {
+    // It opens where the last export went, and a folder typed with the name
+    // stays when the format changes.
+    QString last = std::exchange(out, m_dir.filePath(u"pages"_qs));
+    QVERIFY(QDir().mkpath(out));
+    auto exportPage = [this, folder, &out, &last] {
+        whenModal(u"exportPanel"_qs, [&out, &last](QDialog *dialog) {
+            auto *panel = static_cast<QFileDialog *>(dialog);
+            QCOMPARE(panel->directory().path(), std::exchange(last, out));
+            typeFileName(panel, out + u"/page"_qs);
             dialog->findChild<QComboBox *>(SettingsKey::exportFormat)->setCurrentText(u"html"_qs);
-            typeFileName(static_cast<QFileDialog *>(dialog), out + u"/page"_qs);
+            QCOMPARE(panel->selectedFiles().value(0), out + u"/page.html"_qs);
             dialog->accept();
         });
         return choose(folder, u"File"_qs, u"Export Game List…"_qs);
@@ -699,6 +720,54 @@ void tst_QBDocumentController::laterLaunches()
     QCOMPARE(m_controller->documents().size(), 1);
 
     QVERIFY(!QBInstanceChannel(m_dir.filePath(u"nobody"_qs)).forward({}, 500));
+}
+
+namespace {
+class FixedName : public QBNamingPanel
+{
+public:
+    bool runModalWithTitle(const QString &, const QList<QVariantMap> &) override { return true; }
+    QString stringForGame(const QVariantMap &) const override { return u"Big"_qs; }
+};
+}
+
+void tst_QBDocumentController::signalEndsAsQuitWithoutQuestions()
+{
+    // A gigabyte of GameCube data to WIA: wit takes seconds over it.
+    const QString source = m_dir.filePath(u"signal/source"_qs);
+    const QString out = m_dir.filePath(u"signal/out"_qs);
+    QVERIFY(QDir().mkpath(out));
+    QVERIFY(!QBTestImages::makeGameCubeImage(source + u"/Big [GQZE01].iso"_qs, u"GQZE01"_qs, u"Big Cube"_qs,
+                                             qint64(1000) << 20)
+                     .isEmpty());
+    QBSettings::setValue(SettingsKey::conversionFormat, u"wia"_qs);
+    QBSettings::setValue(SettingsKey::shouldCreateParentDirectory, false);
+    launch();
+    QBSignalWatcher watcher;
+    connect(&watcher, &QBSignalWatcher::signalReceived, m_windows.get(), &QBApplicationWindows::quitWithoutQuestions);
+    m_controller->openDocument(source, QBDocument::Folder, 1);
+    m_controller->openDocument(out, QBDocument::Folder, 1);
+    QBDocumentWindow *from = waitListed(source);
+    QBDocumentWindow *to = waitListed(out);
+    QVERIFY(from && to);
+    FixedName name;
+    to->document()->addGames({from->document()->arrangedGame(0).values()}, &name);
+    QBConversionController *conversions = QBConversionController::sharedController();
+    QTRY_VERIFY(!conversions->conversionQueue()->operations().isEmpty());
+    const QProcess *tool = conversions->conversionQueue()->operations().first()->findChild<QProcess *>();
+    const QDir written(out, {}, QDir::NoSort, QDir::Files | QDir::Hidden);
+    QTRY_VERIFY_WITH_TIMEOUT(!written.entryList({u".*.tmp"_qs}).isEmpty(), 10000);
+    const qint64 pid = tool->processId();
+
+    // Ended from outside while wit writes: no question, wit stopped and its
+    // temporary file gone, the documents saved, the windows closed.
+    m_alerts->alerts.clear();
+    QVERIFY(::kill(::getpid(), SIGTERM) == 0);
+    QTRY_VERIFY(m_controller->documents().isEmpty());
+    QCOMPARE(::kill(pid_t(pid), 0), -1);
+    QCOMPARE(written.entryList(), QStringList());
+    QVERIFY(!m_alerts->messages().contains(u"Some conversions are still running. Are you sure you want to quit?"_qs));
+    QVERIFY(savedDocuments().contains(source));
 }
 
 QTEST_MAIN(tst_QBDocumentController)

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qblistcommand.h"
+#include "qbfaketool.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 
@@ -8,11 +9,14 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <signal.h>
 
 namespace {
 
@@ -36,6 +40,7 @@ private slots:
     void jsonLine();
     void listsFolder();
     void listsWbfsFile();
+    void printsEachGameAtOnceAndEndsWithItsTool();
     void failedListingExitsWithOne();
     void listsDatabase_data();
     void listsDatabase();
@@ -134,6 +139,38 @@ void tst_QBListCommand::listsWbfsFile()
     const QJsonObject infos = last.value(u"partitionInfos"_qs).toObject();
     QCOMPARE(infos.keys(), (QStringList{u"NSFileSystemFreeSize"_qs, u"NSFileSystemSize"_qs}));
     QCOMPARE(infos.value(u"NSFileSystemSize"_qs).toDouble(), 10.2);
+}
+
+void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool()
+{
+    // One game, then a tool that never ends: the game is on the pipe at
+    // once, and TERM ends the program and its tool, the game still printed.
+    QBFakeTool tool;
+    const QString pidFile = tool.filePath(u"pid"_qs);
+    tool.setScript(u"pid %1\nout [progress:found]\\nid=RQAE01\\nname=A\\nregion=USA \\nsize=1\\nfiletype=ISO/WII\\n"
+                   "filename=/a.iso\\n\\n\nhang\n"_qs.arg(pidFile));
+    QVERIFY(QDir().mkpath(tool.filePath(u"data/palomet"_qs)));
+    QVERIFY(QFile::link(QBFakeTool::binary(), tool.filePath(u"data/palomet/wit"_qs)));
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"XDG_DATA_HOME"_qs, tool.filePath(u"data"_qs));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral(PALOMET_PATH), {u"--list"_qs, m_library.folder});
+    const auto readPid = [&pidFile] {
+        QFile file(pidFile);
+        return pid_t(file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLong() : 0);
+    };
+    QTRY_VERIFY(readPid() > 0);
+    const pid_t toolPid = readPid();
+    // Never leave the tool behind, whatever fails.
+    const auto cleanup = qScopeGuard([toolPid] { ::kill(toolPid, SIGKILL); });
+    QTRY_VERIFY_WITH_TIMEOUT(process.canReadLine(), 10000);
+    QCOMPARE(QJsonDocument::fromJson(process.readLine()).object().value(u"id"_qs).toString(), u"RQAE01"_qs);
+    QCOMPARE(::kill(toolPid, 0), 0);
+    process.terminate();
+    QVERIFY(process.waitForFinished(10000));
+    QCOMPARE(process.exitCode(), 128 + SIGTERM);
+    QVERIFY(QTest::qWaitFor([&] { return ::kill(toolPid, 0) != 0; }, 5000));
 }
 
 void tst_QBListCommand::failedListingExitsWithOne()

@@ -18,6 +18,7 @@
 #include "qbfaketool.h"
 #include "qbscriptedalerts.h"
 #include "qbtestimages.h"
+#include "tasks/qbbrowsingtask.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbtask.h"
 
@@ -414,6 +415,26 @@ void tst_QBMovingGames::conversionOptions()
         ++round;
     }
     QCOMPARE(m_alerts->alerts.size(), 0);
+
+    // Two games whose names compose alike (let through the question about
+    // their IDs, which the folder has now): the second is asked about and
+    // skipped, rather than written over the first.
+    const QStringList sources{folder->document()->arrangedGame(0).value(u"filename"_qs).toString(),
+                              folder->document()->arrangedGame(1).value(u"filename"_qs).toString()};
+    const Dragged both = drag(folder, folder->tableView(), {0, 1});
+    whenPanelShows(panel, [&] {
+        panel->tokenField()->selectAll();
+        QTest::keyClick(panel->tokenField(), Qt::Key_Delete);
+        QTest::keyClicks(panel->tokenField(), u"Same"_qs);
+        panel->okButton()->click();
+    });
+    m_alerts->answers = {QBAlertAnswer::Alternate, QBAlertAnswer::Default};
+    QCOMPARE(drop(target->tableView(), both.data.get()), std::make_pair(true, true));
+    QTRY_COMPARE(m_conversions.arguments.size(), 1);
+    QVERIFY(idle(target));
+    QCOMPARE(m_alerts->messages().last(), u"'%1' already exists or is being transferred to the destination drive. "
+                                          "Do you want to skip it?"_qs.arg(sources.at(1)));
+    QCOMPARE(m_conversions.take().first().mid(2, 3), (QStringList{sources.at(0), u"--dest"_qs, out + u"/Same.wbfs"_qs}));
 }
 
 void tst_QBMovingGames::removingAndRecovering()
@@ -497,6 +518,36 @@ void tst_QBMovingGames::removingAndRecovering()
     QCOMPARE(tasks.take().first(), (QStringList{u"recover"_qs, part}));
     QCOMPARE(partition->document()->games().size(), 3);
 
+    // One of two games has gone behind the window's back: wwt removes the
+    // other and fails, and the partition is listed again.
+    const QStringList ids = values(partition, u"id"_qs);
+    QVERIFY(QBTestImages::run(u"wwt"_qs, {u"remove"_qs, ids.at(0), u"--part"_qs, part}));
+    drag(partition, partition->tableView(), {0, 1});
+    QVERIFY(pressInTable(partition, Qt::Key_Delete));
+    QVERIFY(idle(partition));
+    QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
+    QCOMPARE(values(partition, u"id"_qs), QStringList{ids.at(2)});
+
+    // A WBFS file in a folder holds three games: removing one of its rows
+    // names them all, and all three leave with the file.
+    const QString multi = folderWith(u"remove/multi"_qs, {stock.at(3)});
+    QStringList three;
+    for (const QString &image : stock.mid(0, 3))
+        three << m_dir.filePath(u"stock/"_qs + image);
+    QVERIFY(!QBTestImages::makeWbfsFile(multi + u"/three.wbfs"_qs, three, 4).isEmpty());
+    QBDocumentWindow *shared = open(multi, QBDocument::Folder);
+    QVERIFY(shared);
+    QTest::mouseClick(shared->tableView()->viewport(), Qt::LeftButton, {},
+                      itemPoint(shared->tableView(), rowOf(shared, u"RQBP01"_qs)));
+    shared->removeAction()->trigger();
+    QVERIFY(idle(shared));
+    QCOMPARE(m_alerts->alerts.last().message, u"Are you sure you want to remove 'three.wbfs'?"_qs);
+    QCOMPARE(m_alerts->alerts.last().informativeText,
+             u"'three.wbfs' holds 3 games, which are all removed with it:\nAlpha Quest\nBeta: The Colon\nCharlie WIA\n\n"
+             "This operation cannot be undone."_qs);
+    QVERIFY(!QFile::exists(multi + u"/three.wbfs"_qs));
+    QCOMPARE(values(shared, u"id"_qs), QStringList{u"RQDK01"_qs});
+
     // wit says it removed a file it could not delete (a folder the user
     // may not write): the game stays, and the user is told.
     QBFakeTool fake;
@@ -547,10 +598,13 @@ void tst_QBMovingGames::renamingByPattern()
     QCOMPARE(title, u"Rename 3 files"_qs);
 
     // One move per game, in the order of the list; the colon of a title is
-    // left out.
+    // left out. The move onto the taken name fails, so the folder is listed
+    // again once all are done.
+    QList<QStringList> queued = tasks.take();
+    QCOMPARE(queued.takeLast(), QBBrowsingTask::folderArguments(source, false));
     QStringList sources;
     QStringList renamed;
-    for (const QStringList &move : tasks.take()) {
+    for (const QStringList &move : std::as_const(queued)) {
         QCOMPARE(move, QBEditing::moveArguments(move.value(2), move.value(4)));
         sources << move.at(2);
         renamed << QFileInfo(move.at(4)).fileName();

@@ -8,6 +8,7 @@
 //   repeat N TEXT   write TEXT N times, in writes of about 64 KiB
 //   pause MS        sleep
 //   hang            sleep until killed
+//   pid FILE        write the tool's process ID to FILE
 //   exit CODE       exit with CODE
 //   crash           die by SIGKILL
 //
@@ -113,6 +114,8 @@ int main(int argc, char **argv)
             }
         } else if (command == "pause") {
             std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(argument)));
+        } else if (command == "pid") {
+            std::ofstream(argument) << ::getpid() << '\n';
         } else if (command == "hang") {
             for (;;)
                 ::pause();

@@ -44,6 +44,8 @@ void tst_QBLanguages::preferenceList_data()
     QTest::newRow("first occurrence only") << QStringList{u"zh-Hans"_qs, u"zh-Hans"_qs}
                                            << QStringList{u"zhtw"_qs, u"zh-Hans"_qs};
     QTest::newRow("others as they stand") << QStringList{u"EN"_qs, u"en-US"_qs} << QStringList{u"EN"_qs, u"en-US"_qs};
+    QTest::newRow("no system language is English") << QStringList{u"C"_qs, u"fr"_qs, u"POSIX"_qs}
+                                                   << QStringList{u"en"_qs, u"fr"_qs, u"en"_qs};
 }
 
 void tst_QBLanguages::preferenceList()

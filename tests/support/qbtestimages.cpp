@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QtEndian>
 
+#include <algorithm>
+
 namespace {
 
 QString g_lastError;
@@ -143,7 +145,7 @@ QString makeWiiImage(const QString &path, const QString &id, const QString &titl
     return path;
 }
 
-QString makeGameCubeImage(const QString &path, const QString &id, const QString &title)
+QString makeGameCubeImage(const QString &path, const QString &id, const QString &title, qint64 fileBytes)
 {
     constexpr qint64 discSize = 1459978240;
     QFileInfo target(path);
@@ -164,7 +166,7 @@ QString makeGameCubeImage(const QString &path, const QString &id, const QString 
     const QByteArray readme = "Palomet test disc\n";
     putBigEndian(fst, 12, 0x00000001);
     putBigEndian(fst, 16, 0x8000);
-    putBigEndian(fst, 20, quint32(readme.size()));
+    putBigEndian(fst, 20, quint32(std::max<qint64>(readme.size(), fileBytes)));
     fst.replace(24, 12, QByteArray("\0readme.txt\0", 12));
     const bool ok = file.write(head) == head.size() && file.seek(0x2440)
             && file.write(apploader()) == 0x40 && file.seek(0x4000) && file.write(mainDol()) == 0x120

@@ -20,8 +20,10 @@ bool makeWiiTree(const QString &folder, const QString &id, const QString &title,
 QString makeWiiImage(const QString &path, const QString &id, const QString &title);
 
 // A GameCube image written byte by byte (wit cannot compose one), as a
-// sparse ISO file of the full disc size.
-QString makeGameCubeImage(const QString &path, const QString &id, const QString &title);
+// sparse ISO file of the full disc size. fileBytes makes its one file that
+// big (zeros left as a hole, so the image stays small on disk) and its
+// conversion take a while.
+QString makeGameCubeImage(const QString &path, const QString &id, const QString &title, qint64 fileBytes = 0);
 
 // A WBFS container file of the given size in GiB, holding the given images.
 QString makeWbfsFile(const QString &path, const QStringList &images, int sizeGiB = 10);

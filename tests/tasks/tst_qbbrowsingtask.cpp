@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <cmath>
+
 class tst_QBBrowsingTask : public QObject
 {
     Q_OBJECT
@@ -19,11 +21,14 @@ private slots:
     void cannedOutput_data();
     void cannedOutput();
     void gameRecordShape();
+    void pipeCuts_data();
+    void pipeCuts();
 
     void listsFolderWithRealWit();
     void listsSingleImage();
     void listsWbfsFileWithRealWwt();
     void listsOneGameOfWbfsFile();
+    void listsBigWbfsFileWholeEveryTime();
     void cancelledListingPostsNoFinal();
 
 private:
@@ -138,6 +143,63 @@ void tst_QBBrowsingTask::gameRecordShape()
              tool.supportFolder() + u"/covers/RAAP01.png"_qs);
 }
 
+namespace {
+QByteArray found(const QByteArray &id, const QByteArray &name)
+{
+    return "[progress:found]\nid=" + id + "\nname=" + name + "\ntitle=\nregion=PAL \nsize=4699979776\n"
+           "filetype=ISO/WII\nfilename=/f/" + id + ".iso\n\n";
+}
+// "Pokémon 日本 🎮": two-, three- and four-byte characters.
+const QByteArray games = found("RAAP01", "Alpha") + found("RBBP01", "Pok\xC3\xA9mon \xE6\x97\xA5\xE6\x9C\xAC \xF0\x9F\x8E\xAE")
+        + found("RCCP01", "Gamma");
+// The output with the pipe's cuts: each "|" of marked, which stands in the
+// text without them.
+QByteArray cut(QByteArray text, const QByteArray &marked)
+{
+    return text.replace(QByteArray(marked).replace('|', ""), marked);
+}
+}
+
+void tst_QBBrowsingTask::pipeCuts_data()
+{
+    QTest::addColumn<QByteArray>("output");
+    QTest::addColumn<QStringList>("listed");
+    QTest::addColumn<int>("status");
+    const QStringList all{u"RAAP01 Alpha"_qs, u"RBBP01 Pokémon 日本 🎮"_qs, u"RCCP01 Gamma"_qs};
+    QTest::newRow("inside a line") << cut(games, "Al|pha") << all << 0;
+    QTest::newRow("after a line break") << cut(games, "RBBP01\n|name") << all << 0;
+    QTest::newRow("inside a key") << cut(games, "i|d=RBBP01") << all << 0;
+    QTest::newRow("around the equals sign") << cut(games, "name|=|Pok") << all << 0;
+    QTest::newRow("inside a 2-byte character") << cut(games, "Pok\xC3|\xA9mon") << all << 0;
+    QTest::newRow("inside a 3-byte character") << cut(games, "\xE6|\x97|\xA5") << all << 0;
+    QTest::newRow("inside a 4-byte character") << cut(games, "\xF0|\x9F\x8E|\xAE") << all << 0;
+    QTest::newRow("before the empty line") << cut(games, "RBBP01.iso\n|\n") << all << 0;
+    QTest::newRow("invalid UTF-8 loses its line only")
+            << cut(found("RAAP01", "Alpha") + found("RBBP01", "Pok\xFFmon") + found("RCCP01", "Gamma"), "Pok|\xFF")
+            << QStringList{all.first(), all.last()} << 0;
+    QTest::newRow("no line break at the end") << games + "!! wit: ERROR|, no newline" << all << 1;
+}
+
+void tst_QBBrowsingTask::pipeCuts()
+{
+    QFETCH(QByteArray, output);
+    QString script;
+    for (const QByteArray &piece : output.split('|')) {
+        script += u"out "_qs;
+        for (const char c : piece)
+            script += c > ' ' && c < 127 && c != '\\' ? QString(QLatin1Char(c)) : u"\\x%1"_qs.arg(uchar(c), 2, 16, QChar(u'0'));
+        script += u"\npause 30\n"_qs;
+    }
+    QBFakeTool tool;
+    tool.setScript(script);
+    const Listing listing = browse({u"list"_qs}, 0);
+    QStringList listed;
+    for (const QVariantMap &game : listing.games)
+        listed << game[u"id"_qs].toString() + u' ' + game[u"title"_qs].toString();
+    QTEST(listed, "listed");
+    QTEST(listing.final.value(UserInfoKey::terminationStatus).toInt(), "status");
+}
+
 void tst_QBBrowsingTask::listsFolderWithRealWit()
 {
     const Listing listing = browse(QBBrowsingTask::folderArguments(m_library.folder, false), 0);
@@ -197,6 +259,59 @@ void tst_QBBrowsingTask::listsOneGameOfWbfsFile()
     QStringList arguments = QBBrowsingTask::partitionArguments(m_library.container);
     arguments << u"--include"_qs << u"RQBP01"_qs;
     QCOMPARE(browse(arguments, 1).ids(), QStringList{u"RQBP01"_qs});
+}
+
+void tst_QBBrowsingTask::listsBigWbfsFileWholeEveryTime()
+{
+    // wwt writes its listing in 4 KiB blocks, which end inside lines and
+    // characters. Titles with accents and other scripts, some IDs whose
+    // title wwt takes from its own list ("Pokémon Colosseum").
+    const QStringList listed{u"GC6E01"_qs, u"GPAE01"_qs, u"GTEE01"_qs, u"GXXE01"_qs, u"GPXE01"_qs};
+    QStringList images;
+    for (int i = 0; i < 64; ++i) {
+        const QString id = i < listed.size() ? listed.at(i) : u"GZ%1%2"_qs.arg(QChar(u'A' + i / 26)).arg(QChar(u'A' + i % 26)) + u"01"_qs;
+        const QString title = u"Ça märche – 日本語のゲーム %1 🎮 Ñandú"_qs.arg(i);
+        images << QBTestImages::makeGameCubeImage(m_dir.filePath(u"big/%1.iso"_qs.arg(id)), id, title);
+        QVERIFY2(!images.last().isEmpty(), qPrintable(QBTestImages::lastError()));
+    }
+    const QString part = QBTestImages::makeWbfsFile(m_dir.filePath(u"big/PART.wbfs"_qs), images, 2);
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+
+    // What wwt itself prints, game by game.
+    const QStringList arguments = QBBrowsingTask::partitionArguments(part);
+    QString output;
+    QVERIFY(QBTestImages::run(u"wwt"_qs, arguments, &output));
+    QStringList expected;
+    for (const QString &section : output.split(u"\n\n"_qs)) {
+        QVariantMap game;
+        for (const QString &line : section.split(u'\n'))
+            game.insert(line.section(u'=', 0, 0), line.section(u'=', 1));
+        if (section.startsWith(u"[disc-"_qs)) {
+            expected << QStringList{game[u"id"_qs].toString(), game[u"name"_qs].toString(), game[u"region"_qs].toString(),
+                                    game[u"filetype"_qs].toString(), part + u'/' + game[u"id"_qs].toString(),
+                                    QString::number(std::round(game[u"size"_qs].toDouble() / 1e7) / 100)}
+                                .join(u'|');
+        }
+    }
+    QCOMPARE(expected.size(), 64);
+
+    QStringList counts;
+    bool whole = true;
+    for (int run = 0; run < 20; ++run) {
+        const Listing listing = browse(arguments, 1);
+        QStringList games;
+        for (const QVariantMap &game : listing.games) {
+            games << QStringList{game[u"id"_qs].toString(), game[u"title"_qs].toString(), game[u"region"_qs].toString(),
+                                 game[u"filetype"_qs].toString(), game[u"filename"_qs].toString(),
+                                 QString::number(game[u"size"_qs].toFloat())}
+                             .join(u'|');
+        }
+        const bool same = games == expected && listing.final.value(UserInfoKey::terminationStatus) == 0;
+        counts << QString::number(games.size()) + (same ? u""_qs : u"*"_qs);
+        whole = whole && same;
+    }
+    // "*" marks a run whose games or values differ from wwt's.
+    QVERIFY2(whole, qPrintable(u"games listed of 64: "_qs + counts.join(u' ')));
 }
 
 void tst_QBBrowsingTask::cancelledListingPostsNoFinal()

@@ -10,6 +10,7 @@
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbpartitionlist.h"
 #include "qblogging.h"
+#include "tasks/qbtask.h"
 
 #include <QDesktopServices>
 #include <QFile>
@@ -197,6 +198,12 @@ QList<QBDocumentEntry> QBDocumentController::unarchiveEntries(const QString &dat
 
 // --- Quitting -------------------------------------------------------------
 
+namespace {
+// wit and wwt stop within half a second once interrupted; one that has not
+// ended after this long is killed.
+constexpr int toolEndTimeoutMs = 5000;
+}
+
 int QBDocumentController::applicationShouldTerminate()
 {
     if (QBConversionController *conversions = QBConversionController::sharedController();
@@ -213,6 +220,15 @@ int QBDocumentController::applicationShouldTerminate()
     }
     saveDocuments();
     return 1;
+}
+
+void QBDocumentController::terminateWithoutQuestions()
+{
+    saveDocuments();
+    if (QBConversionController *conversions = QBConversionController::sharedController())
+        conversions->cancelAllConversions();
+    QBTask::stopAllTools();
+    QBTask::waitForAllTools(toolEndTimeoutMs);
 }
 
 void QBDocumentController::saveDocuments()
@@ -489,6 +505,7 @@ void QBDocumentController::exportGameList()
     for (const QBListedGame &game : document->games())
         games.append(QBGameListExport::exportedValues(game.values()));
     auto *job = new QBGameListExport(document->filename(), games, format, chosen, this);
+    QBSettings::setValue(SettingsKey::exportFolder, QFileInfo(job->path()).absolutePath());
     // The progress goes before the alert comes.
     m_views->exportDidStart(job);
     connect(job, &QBGameListExport::finished, this, [job] {

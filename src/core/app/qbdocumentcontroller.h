@@ -96,6 +96,11 @@ public:
     void applicationDidFinishLaunching();
     // 1 to quit now, 0 to stay; the open documents are saved before 1.
     int applicationShouldTerminate();
+    // The end asked for from outside (a signal): no question, the documents
+    // saved, every conversion and every other tool cancelled, and their
+    // ends awaited, so that no tool outlives the program and no cancelled
+    // conversion leaves its temporary file.
+    void terminateWithoutQuestions();
     // True when the start window was brought forward because no document
     // is open; false, doing nothing, otherwise.
     bool applicationShouldHandleReopen();

@@ -18,6 +18,8 @@ inline const QString notifyWhenDone = QStringLiteral("notifyWhenDone");
 inline const QString browseRecursively = QStringLiteral("browseRecursively");
 inline const QString downloadCovers = QStringLiteral("downloadCovers");
 inline const QString exportFormat = QStringLiteral("exportFormat");
+// The folder of the last export, where the next one starts.
+inline const QString exportFolder = QStringLiteral("exportFolder");
 inline const QString documents = QStringLiteral("documents");
 inline const QString lastVersion = QStringLiteral("lastVersion");
 inline const QString firstAlert = QStringLiteral("firstAlert");

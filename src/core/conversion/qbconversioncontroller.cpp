@@ -335,8 +335,10 @@ void QBConversionController::askAboutConversionError(QBConversionBundle *bundle)
     case QBAlertAnswer::Other:
         // The conversion may have ended while the question was open; its
         // row then simply goes, as a finished row's stop button does.
-        if (guard)
+        if (guard) {
             cancelConversionAtIndex(m_list->indexOf(guard));
+            updateConversionListNotEmpty();
+        }
         break;
     default:
         break;

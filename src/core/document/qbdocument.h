@@ -195,6 +195,8 @@ private:
     void setBrowsing(bool browsing);
     int arrangedCount() const;
     void setRenomations(int completed, int total);
+    // The rows of every game listed with that file, filtered out or not.
+    QList<int> rowsOfFile(const QString &filename) const;
 
     QString m_filename;
     int m_documentType;
@@ -215,4 +217,5 @@ private:
     QBDocumentViews *m_views = nullptr;
     int m_completedRenomations = 0;
     int m_totalRenomations = 0;
+    bool m_renomationFailed = false;
 };

@@ -187,6 +187,7 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
         filenames.insert(game.value(GameKey::filename).toString());
     const QBConversionController *controller = QBConversionController::sharedController();
     QStringList destinations;
+    QSet<QString> composed;
     QList<int> collisions;
     destinations.reserve(games.size());
     for (int i = 0; i < games.size(); ++i) {
@@ -194,10 +195,13 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
         const QString name = m_documentType == Folder ? convertPanel->stringForGame(game) : QString();
         const QString path = QBAdding::destinationPath(m_documentType, m_filename, game, name, extension,
                                                        createParentDirectory);
-        destinations << path;
-        if (filenames.contains(path) || controller->sourcePathIsReserved(path)
+        // Two games of this drop whose names compose alike would be written
+        // to the same file, the second over the first.
+        if (filenames.contains(path) || composed.contains(path) || controller->sourcePathIsReserved(path)
             || controller->destinationPathIsReserved(path))
             collisions << i;
+        destinations << path;
+        composed.insert(path);
     }
     if (!collisions.isEmpty()) {
         if (!askToSkip(QBAdding::Screening::Collision, games, collisions, skip) || !guard)

@@ -17,10 +17,17 @@ QString deletingLastPathComponent(const QString &path);
 QString lastPathComponent(const QString &path);
 
 // wwt remove with the games' IDs for a partition, wit remove with their
-// files otherwise; in the games' order.
+// files otherwise, each file once; in the games' order.
 QStringList removeArguments(int documentType, const QString &documentFilename, const QList<QVariantMap> &games);
-// The question before a removal; what games names them.
-QBAlert removeConfirmation(int documentType, const QString &games);
+// A file of a folder that holds several listed games, with their titles.
+struct SharedFile
+{
+    QString filename;
+    QStringList titles;
+};
+// The question before a removal; what games names them. Files that hold
+// several games are named with all their titles.
+QBAlert removeConfirmation(int documentType, const QString &games, const QList<SharedFile> &sharedFiles = {});
 // A removal that failed, for count games.
 QBAlert removeError(qsizetype count);
 // Games that a conversion reads are not removed: only this is said.

@@ -9,6 +9,9 @@
 #include "tasks/qbremovetask.h"
 
 #include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
 
 namespace {
 
@@ -42,20 +45,34 @@ QStringList removeArguments(int documentType, const QString &documentFilename, c
 {
     const bool partition = documentType == QBDocument::Partition;
     QStringList arguments{QStringLiteral("remove")};
-    for (const QVariantMap &game : games)
-        arguments << game.value(partition ? GameKey::id : GameKey::filename).toString();
+    for (const QVariantMap &game : games) {
+        // Games of one WBFS file in a folder share the file: it is removed
+        // once.
+        const QString item = game.value(partition ? GameKey::id : GameKey::filename).toString();
+        if (partition || !arguments.contains(item))
+            arguments << item;
+    }
     if (partition)
         arguments << QStringLiteral("--part") << documentFilename << QStringLiteral("--no-free");
     arguments << QStringLiteral("--sections");
     return arguments;
 }
 
-QBAlert removeConfirmation(int documentType, const QString &games)
+QBAlert removeConfirmation(int documentType, const QString &games, const QList<SharedFile> &sharedFiles)
 {
     QBAlert alert;
     alert.message = QStringLiteral("Are you sure you want to remove %1?").arg(games);
+    // Removing one game of a WBFS file in a folder removes the file, and
+    // with it every game it holds: they are named.
+    QString shared;
+    for (const SharedFile &file : sharedFiles) {
+        shared += QStringLiteral("'%1' holds %2 games, which are all removed with it:\n%3\n\n")
+                          .arg(lastPathComponent(file.filename))
+                          .arg(file.titles.size())
+                          .arg(QBDocument::nameLines(file.titles));
+    }
     alert.informativeText = documentType == QBDocument::Folder
-            ? QStringLiteral("This operation cannot be undone.")
+            ? shared + QStringLiteral("This operation cannot be undone.")
             : QStringLiteral("You can undo this operation later unless you make any change to the WBFS partition "
                              "in the meantime. To recover removed games, just select 'File > Recover removed "
                              "games'.");
@@ -77,7 +94,7 @@ QBAlert busyGamesAlert(const QStringList &filenames)
 {
     QBAlert alert;
     alert.message = QStringLiteral("There are some games being transferred, please wait before removing them.");
-    alert.informativeText = filenames.join(u'\n');
+    alert.informativeText = QBDocument::nameLines(filenames);
     return alert;
 }
 
@@ -106,8 +123,28 @@ void QBDocument::removeGames(const QList<QBListedGame> &games)
         return;
     }
 
+    // The files of a folder that hold more games than the one listed: all
+    // their games go with them, listed or filtered out alike.
+    QList<QBEditing::SharedFile> sharedFiles;
+    if (m_documentType == Folder) {
+        for (const QBListedGame &game : games) {
+            const QString filename = game.value(GameKey::filename).toString();
+            if (std::any_of(sharedFiles.cbegin(), sharedFiles.cend(),
+                            [&](const QBEditing::SharedFile &file) { return file.filename == filename; }))
+                continue;
+            QStringList titles;
+            for (const int row : rowsOfFile(filename)) {
+                const QString title = m_gameList->value(row, GameKey::title).toString();
+                titles << (title.isEmpty() ? m_gameList->value(row, GameKey::id).toString() : title);
+            }
+            if (titles.size() > 1)
+                sharedFiles.append({filename, titles});
+        }
+    }
+
     const QPointer<QBDocument> guard(this);
-    const int answer = QBAlertPresenter::run(QBEditing::removeConfirmation(m_documentType, displayStringForGames(games)));
+    const int answer = QBAlertPresenter::run(
+            QBEditing::removeConfirmation(m_documentType, displayStringForGames(games), sharedFiles));
     if (!guard || answer != QBAlertAnswer::Default)
         return;
 
@@ -131,28 +168,54 @@ void QBDocument::removeDidFinish(const QVariantMap &userInfo, const QList<QPoint
 {
     const QVariantList removedList = userInfo.value(UserInfoKey::removedList).toList();
     if (userInfo.value(UserInfoKey::terminationStatus).toInt() == QBTask::ToolError) {
+        const QPointer<QBDocument> guard(this);
         QBAlertPresenter::run(QBEditing::removeError(removedList.size()));
+        // The tool may have removed some of the games all the same (wwt
+        // does, when one ID is unknown): the list is made anew from the
+        // source.
+        if (guard)
+            reload();
         return;
     }
     // wit says it removed a file that it could not delete (its folder is
     // read-only), so a file that is still there stays listed.
     qsizetype stillThere = 0;
-    QList<int> rows;
+    QSet<int> rows;
     for (qsizetype i = 0; i < removedList.size(); ++i) {
         const QVariantMap game = removedList.at(i).toMap();
-        if (m_documentType == Folder && QFileInfo::exists(game.value(GameKey::filename).toString())) {
+        const QString filename = game.value(GameKey::filename).toString();
+        if (m_documentType == Folder && QFileInfo::exists(filename)) {
             ++stillThere;
             continue;
         }
-        const QBGameBundle *bundle = i < games.size() ? games.at(i).data() : nullptr;
-        if (const int row = bundle ? m_gameList->rowOf(bundle) : -1; row >= 0)
-            rows << row;
-        m_freeSpace += game.value(GameKey::size).toFloat();
+        if (m_documentType != Folder) {
+            const QBGameBundle *bundle = i < games.size() ? games.at(i).data() : nullptr;
+            if (const int row = bundle ? m_gameList->rowOf(bundle) : -1; row >= 0)
+                rows.insert(row);
+            m_freeSpace += game.value(GameKey::size).toFloat();
+            continue;
+        }
+        // Every game of the file has gone with it.
+        for (const int row : rowsOfFile(filename)) {
+            if (!rows.contains(row))
+                m_freeSpace += m_gameList->value(row, GameKey::size).toFloat();
+            rows.insert(row);
+        }
     }
-    m_gameList->removeGames(rows);
+    m_gameList->removeGames(rows.values());
     QBFilesystemCenter::shared()->postFilesystemDidChange(m_filesystem, m_freeSpace);
     if (stillThere > 0)
         QBAlertPresenter::run(QBEditing::removeError(stillThere));
+}
+
+QList<int> QBDocument::rowsOfFile(const QString &filename) const
+{
+    QList<int> rows;
+    for (int row = 0; row < m_gameList->rowCount(); ++row) {
+        if (m_gameList->value(row, GameKey::filename).toString() == filename)
+            rows << row;
+    }
+    return rows;
 }
 
 void QBDocument::recoverRemovedGames()

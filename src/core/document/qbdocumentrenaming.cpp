@@ -39,6 +39,7 @@ void QBDocument::renameGame(QBNamingPanel *renamePanel)
         return;
 
     setRenomations(0, int(games->size()));
+    m_renomationFailed = false;
     // No check that a name is free: wit refuses to move onto a file that
     // exists, and that rename then fails alone.
     for (qsizetype i = 0; i < games->size(); ++i) {
@@ -58,7 +59,15 @@ void QBDocument::renomationDidFinish(const QVariantMap &userInfo, QBGameBundle *
 {
     // The name the tool reports, which is what the file is now called.
     const QVariant renamed = userInfo.value(UserInfoKey::destinationPath);
-    if (game && userInfo.value(UserInfoKey::terminationStatus).toInt() == 0 && renamed.isValid())
+    const int status = userInfo.value(UserInfoKey::terminationStatus).toInt();
+    if (game && status == 0 && renamed.isValid())
         game->setDetail(GameKey::filename, renamed);
+    m_renomationFailed = m_renomationFailed || status == QBTask::ToolError;
     setRenomations(m_completedRenomations + 1, m_totalRenomations);
+    // A failed move may have left its file under either name, or moved it
+    // half: once the batch is done, the list is made anew from the folder.
+    if (m_renomationFailed && m_completedRenomations >= m_totalRenomations) {
+        m_renomationFailed = false;
+        reload();
+    }
 }

@@ -267,10 +267,9 @@ std::optional<QVariantMap> gameRecord(const pugi::xml_node &game, const Preferen
             break;
         }
         case Element::Date: {
-            const std::optional<QDateTime> date = readDate(child);
-            if (!date)
-                return std::nullopt;
-            record.insert(DatabaseKey::date, *date);
+            // The real database has dates with empty attributes: no date.
+            if (const std::optional<QDateTime> date = readDate(child))
+                record.insert(DatabaseKey::date, *date);
             break;
         }
         case Element::Input: {
@@ -282,7 +281,7 @@ std::optional<QVariantMap> gameRecord(const pugi::xml_node &game, const Preferen
                     continue;
                 const pugi::xml_attribute type = control.attribute("type");
                 if (!type)
-                    return std::nullopt;
+                    continue;
                 const bool isRequired = std::strcmp(control.attribute("required").value(), "true") == 0;
                 appendItem(isRequired ? required : optional, QString::fromUtf8(type.value()));
             }
@@ -379,14 +378,12 @@ std::optional<QBDatabase> QBDatabaseParse::parse(const QString &path, const QStr
     const pugi::xml_node root = document.document_element();
     for (pugi::xml_node child = root.first_child(); child; child = child.next_sibling()) {
         if (child.type() == pugi::node_element && std::strcmp(child.name(), "game") == 0) {
+            // A game without an ID has nothing to be found by, and is skipped.
             std::optional<QVariantMap> record = gameRecord(child, preferences);
-            if (!record) {
-                qCInfo(lcGameData) << "Title database parse ended at offset"
-                                   << child.offset_debug() << "by a game it cannot store";
-                return std::nullopt;
+            if (record) {
+                const QString id = record->value(DatabaseKey::id).toString();
+                database.insert(id, std::move(*record));
             }
-            const QString id = record->value(DatabaseKey::id).toString();
-            database.insert(id, std::move(*record));
         }
         if (cancelled && cancelled->load(std::memory_order_relaxed))
             return std::nullopt;

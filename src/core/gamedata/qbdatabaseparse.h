@@ -41,8 +41,8 @@ using QBDatabase = QHash<QString, QVariantMap>;
 // Reads wiitdb.xml into one flat record per game, in the user's preferred
 // language, on a worker thread of the global pool. The operation stays
 // executing until the worker is done, so a queue's concurrency limit counts
-// the parse. A file that cannot be read, a malformed document, a cancel, or
-// a game the records cannot hold (see parse()) posts nothing.
+// the parse. A file that cannot be read, a malformed document or a cancel
+// posts nothing.
 class QBDatabaseParse : public QBOperation
 {
     Q_OBJECT
@@ -58,13 +58,12 @@ public:
     void cancel() override;
 
     // The whole parse, on the calling thread. Empty when the file cannot be
-    // loaded, when cancelled is set after a child of the root, or when a
-    // game holds an invalid date, no id text, or a control without a type:
-    // the records cannot hold a missing value, so such a game ends the
-    // parse rather than being stored half-made.
+    // loaded, or when cancelled is set after a child of the root. A game
+    // without id text is skipped; a date whose attributes name no day, and
+    // a control without a type, are left out of their game's record.
     static std::optional<QBDatabase> parse(const QString &path, const QStringList &languages,
                                            const std::atomic_bool *cancelled = nullptr);
-    // One game element's record; empty in the three cases above.
+    // One game element's record; empty when it has no id text.
     static std::optional<QVariantMap> dictionaryForGameNode(const pugi::xml_node &game,
                                                             const QStringList &languages);
 

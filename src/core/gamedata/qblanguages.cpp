@@ -50,6 +50,12 @@ QStringList reduce(const QStringList &uiLanguages)
 QStringList preferenceList(const QStringList &userLanguages)
 {
     QStringList list = userLanguages;
+    // A system without a language set (LANG=C) reads the database in
+    // English rather than in no language at all.
+    for (QString &language : list) {
+        if (language == QLatin1String("C") || language == QLatin1String("POSIX"))
+            language = QStringLiteral("en");
+    }
     const qsizetype hans = list.indexOf(QStringLiteral("zh-Hans"));
     if (hans >= 0)
         list[hans] = QStringLiteral("zhtw");

@@ -21,7 +21,8 @@ QStringList reduce(const QStringList &uiLanguages);
 
 // The list the title database is read with: the first "zh-Hans" becomes
 // "zhtw" and the first "zh-Hant" becomes "zhcn". The two are crossed on
-// purpose; the database's records have always been chosen this way.
+// purpose; the database's records have always been chosen this way. The
+// system's "C" and "POSIX" become "en".
 QStringList preferenceList(const QStringList &userLanguages);
 
 }

@@ -12,10 +12,6 @@
 #include <QProcess>
 #include <QTimer>
 
-#ifdef Q_OS_UNIX
-#include <signal.h>
-#endif
-
 namespace {
 const QString progressSection = QStringLiteral("progress");
 // Should a tool ignore both signals, it is killed after this long.
@@ -137,11 +133,7 @@ void QBConversionTask::cancel()
     QProcess *child = process();
     if (child->state() == QProcess::NotRunning)
         return;
-    child->terminate();
-#ifdef Q_OS_UNIX
-    if (const qint64 pid = child->processId(); pid > 0)
-        ::kill(pid_t(pid), SIGINT);
-#endif
+    stopTool();
     QTimer::singleShot(killDelayMs, child, [child] {
         if (child->state() != QProcess::NotRunning)
             child->kill();

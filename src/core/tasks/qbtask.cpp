@@ -5,9 +5,17 @@
 #include "gamedata/qbsupportfolder.h"
 #include "qblogging.h"
 
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QStringDecoder>
 #include <QTimer>
+
+#include <algorithm>
+#include <utility>
+
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#endif
 
 namespace {
 
@@ -25,6 +33,39 @@ inline bool isNewline(char16_t c)
     default:
         return false;
     }
+}
+
+// The longest unfinished line kept; no line of the tools comes near it.
+constexpr qsizetype maxLineLength = 1024 * 1024;
+
+inline bool isLineBreakByte(char c)
+{
+    return c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+qsizetype nextLineBreak(const QByteArray &data, qsizetype from)
+{
+    for (qsizetype i = from; i < data.size(); ++i) {
+        if (isLineBreakByte(data.at(i)))
+            return i;
+    }
+    return -1;
+}
+
+qsizetype lastLineBreak(const QByteArray &data)
+{
+    for (qsizetype i = data.size() - 1; i >= 0; --i) {
+        if (isLineBreakByte(data.at(i)))
+            return i;
+    }
+    return -1;
+}
+
+// Every task alive; tasks live on the main thread only.
+QList<QBTask *> &allTasks()
+{
+    static QList<QBTask *> tasks;
+    return tasks;
 }
 
 QString quotedArguments(const QStringList &arguments)
@@ -57,16 +98,64 @@ QBTask::QBTask(const QStringList &arguments, int launchPath, QObject *sender, QO
         if (error == QProcess::FailedToStart)
             failToLaunch(m_process->errorString());
     });
+    allTasks().append(this);
 }
 
 QBTask::~QBTask()
 {
+    allTasks().removeOne(this);
     // Never leave a tool running behind us, and never let its last signals
-    // reach a task that is half destroyed.
+    // reach a task that is half destroyed. Stopped as a cancel stops it, so
+    // that it removes what it was writing; killed if it does not end.
     m_process->disconnect(this);
     if (m_process->state() != QProcess::NotRunning) {
-        m_process->kill();
-        m_process->waitForFinished(1000);
+        stopTool();
+        if (!m_process->waitForFinished(2000)) {
+            m_process->kill();
+            m_process->waitForFinished(1000);
+        }
+    }
+}
+
+void QBTask::stopTool()
+{
+    if (m_toolStopped || m_process->state() == QProcess::NotRunning)
+        return;
+    m_toolStopped = true;
+    m_process->terminate();
+#ifdef Q_OS_UNIX
+    if (const qint64 pid = m_process->processId(); pid > 0)
+        ::kill(pid_t(pid), SIGINT);
+#endif
+}
+
+void QBTask::stopAllTools()
+{
+    const QList<QBTask *> tasks = allTasks();
+    for (QBTask *task : tasks) {
+        const QPointer<QBTask> guard(task);
+        task->cancel();
+        if (guard)
+            task->stopTool();
+    }
+}
+
+void QBTask::waitForAllTools(int msecs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const QList<QBTask *> tasks = allTasks();
+    for (QBTask *task : tasks) {
+        if (!allTasks().contains(task))
+            continue;
+        QProcess *process = task->m_process;
+        if (process->state() == QProcess::NotRunning)
+            continue;
+        if (!process->waitForFinished(int(std::max<qint64>(1, msecs - timer.elapsed())))
+            && process->state() != QProcess::NotRunning) {
+            process->kill();
+            process->waitForFinished(1000);
+        }
     }
 }
 
@@ -155,12 +244,7 @@ void QBTask::readData(const QByteArray &chunk)
     m_reading = true;
     QByteArray current = chunk;
     for (;;) {
-        QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-        const QString text = decoder.decode(current);
-        if (lcToolOutput().isInfoEnabled())
-            qCInfo(lcToolOutput).noquote() << (decoder.hasError() ? QString::fromUtf8(current) : text);
-        if (!decoder.hasError() && !isCancelled())
-            readString(text);
+        takeChunk(current);
         if (!guard)
             return;
         if (m_pendingChunks.isEmpty())
@@ -171,6 +255,63 @@ void QBTask::readData(const QByteArray &chunk)
     if (m_endPending) {
         m_endPending = false;
         endOfOutput();
+    }
+}
+
+void QBTask::takeChunk(const QByteArray &chunk)
+{
+    if (lcToolOutput().isInfoEnabled())
+        qCInfo(lcToolOutput).noquote() << QString::fromUtf8(chunk);
+    if (isCancelled())
+        return;
+    qsizetype start = 0;
+    if (m_skippingLine) {
+        const qsizetype end = nextLineBreak(chunk, 0);
+        if (end < 0)
+            return;
+        m_skippingLine = false;
+        start = end + 1;
+    }
+    const qsizetype last = lastLineBreak(chunk);
+    if (last < start) {
+        m_partialLine.append(QByteArrayView(chunk).sliced(start));
+    } else {
+        // The break that ends the last whole line only separates it from
+        // what follows; it is no line of its own.
+        QByteArray lines = std::exchange(m_partialLine, chunk.sliced(last + 1));
+        lines.append(QByteArrayView(chunk).sliced(start, last - start));
+        readLines(lines);
+    }
+    // A tool that never ends its line must not fill the memory: such a line
+    // is dropped, as one that does not decode is.
+    if (m_partialLine.size() > maxLineLength) {
+        m_partialLine.clear();
+        m_skippingLine = true;
+    }
+}
+
+void QBTask::readLines(const QByteArray &lines)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = decoder.decode(lines);
+    if (!decoder.hasError()) {
+        readString(text);
+        return;
+    }
+    // Line breaks are single bytes that no UTF-8 sequence contains, so the
+    // lines can be cut apart before they are decoded.
+    QPointer<QBTask> guard(this);
+    qsizetype from = 0;
+    for (;;) {
+        const qsizetype end = nextLineBreak(lines, from);
+        const QByteArrayView line = QByteArrayView(lines).sliced(from, (end < 0 ? lines.size() : end) - from);
+        QStringDecoder lineDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+        const QString lineText = lineDecoder.decode(line);
+        if (!lineDecoder.hasError())
+            readString(lineText);
+        if (!guard || isCancelled() || end < 0)
+            return;
+        from = end + 1;
     }
 }
 
@@ -247,7 +388,10 @@ void QBTask::endOfOutput()
     }
     m_ended = true;
     QPointer<QBTask> guard(this);
-    if (!isCancelled())
+    // What follows the last line break is the last line.
+    if (!isCancelled() && !m_partialLine.isEmpty())
+        readLines(std::exchange(m_partialLine, QByteArray()));
+    if (guard && !isCancelled())
         processDidStop();
     if (guard)
         finish();

@@ -50,16 +50,25 @@ public:
     QObject *sender() const { return m_sender; }
     void setSender(QObject *sender) { m_sender = sender; }
 
-    // The reader. One chunk of raw output: decoded as UTF-8 (a chunk that is
-    // not valid UTF-8 is skipped whole), logged, and parsed unless the task
-    // has been cancelled. Public so that the reader can be driven without a
-    // child process.
+    // At the end of the program: every task is cancelled, and every tool
+    // still running is stopped as a cancelled conversion is. Tasks not
+    // started yet never start their tool.
+    static void stopAllTools();
+    // Waits, blocking, until every stopped tool has ended; one that has not
+    // within msecs is killed.
+    static void waitForAllTools(int msecs);
+
+    // The pipe side of the reader: one chunk of raw output as the pipe
+    // delivered it, logged whole. The bytes after its last line break wait
+    // for the next chunk, so every line is parsed once, whole, in order,
+    // and a character cut by the pipe is decoded whole. A line that is not
+    // valid UTF-8 is skipped, and only that line. Public so that the reader
+    // can be driven without a child process.
     void readData(const QByteArray &chunk);
-    // Parses one decoded chunk. Every newline character (LF, VT, FF, CR,
-    // NEL, LS, PS) ends a line, so CR LF gives an empty line in between and
-    // a chunk ending in a newline ends with an empty line. Nothing is carried
-    // over to the next chunk: a line cut in two by the pipe is read as two
-    // lines, and nothing is trimmed.
+    // Parses one decoded text by itself. Every newline character (LF, VT,
+    // FF, CR, NEL, LS, PS) ends a line, so CR LF gives an empty line in
+    // between and a text ending in a newline ends with an empty line.
+    // Nothing is carried over to the next call, and nothing is trimmed.
     void readString(QStringView chunk);
 
 protected:
@@ -77,10 +86,15 @@ protected:
 
     void setTerminationStatus(int status) { m_terminationStatus = status; }
     QProcess *process() const { return m_process; }
+    // Terminate, then interrupt: wit and wwt take the second signal as an
+    // order to stop now, removing the file they were writing. Once per run.
+    void stopTool();
 
 private:
     void launch();
     void readLine(QStringView line);
+    void takeChunk(const QByteArray &chunk);
+    void readLines(const QByteArray &lines);
     void raiseError();
     void readAvailableOutput();
     void processFinished();
@@ -101,6 +115,11 @@ private:
     // parsed in order.
     bool m_reading = false;
     QList<QByteArray> m_pendingChunks;
+    // The start of a line whose end has not come yet; while a line too long
+    // to keep is being skipped, m_skippingLine.
+    QByteArray m_partialLine;
+    bool m_skippingLine = false;
     bool m_endPending = false;
     bool m_ended = false;
+    bool m_toolStopped = false;
 };

@@ -34,6 +34,35 @@ void prepareFileDialog(QFileDialog &panel, const QString &name)
     panel.setOption(QFileDialog::DontUseNativeDialog);
 }
 
+// The export panel asks about replacing a file itself, for the file that
+// will be written: the name typed with the chosen format's extension.
+class ExportPanel : public QFileDialog
+{
+public:
+    using QFileDialog::QFileDialog;
+
+    void accept() override
+    {
+        const QString typed = selectedFiles().value(0);
+        if (!typed.isEmpty() && !QFileInfo(typed).isDir()) {
+            const QFileInfo target(QBGameListExport::targetPath(
+                    typed, QBSettings::value(SettingsKey::exportFormat).toString()));
+            if (target.exists() || target.isSymLink()) {
+                QBAlert alert;
+                alert.message = QStringLiteral("'%1' already exists. Do you want to replace it?").arg(target.fileName());
+                alert.informativeText = QStringLiteral("A file with this name is already in '%1'. Replacing it "
+                                                       "overwrites its contents.")
+                                                .arg(target.absolutePath());
+                alert.defaultButton = QStringLiteral("Replace");
+                alert.alternateButton = QStringLiteral("Cancel");
+                if (QBAlertPresenter::run(alert) != QBAlertAnswer::Default)
+                    return;
+            }
+        }
+        QFileDialog::accept();
+    }
+};
+
 // Puts a row below a widget file dialog's own controls.
 void addAccessory(QFileDialog &panel, QWidget *label, QWidget *control)
 {
@@ -159,6 +188,20 @@ bool QBApplicationWindows::quit()
         return true;
     if (m_controller->applicationShouldTerminate() == 0)
         return false;
+    endProgram();
+    return true;
+}
+
+void QBApplicationWindows::quitWithoutQuestions()
+{
+    if (m_quitting)
+        return;
+    m_controller->terminateWithoutQuestions();
+    endProgram();
+}
+
+void QBApplicationWindows::endProgram()
+{
     m_quitting = true;
     // Closing saves each window's frame and table layout.
     const QList<QBDocument *> documents = m_controller->documents();
@@ -171,7 +214,6 @@ bool QBApplicationWindows::quit()
     m_startWindow->hide();
     m_downloadWindow->hide();
     QCoreApplication::quit();
-    return true;
 }
 
 void QBApplicationWindows::startWindowCloseRequested(QCloseEvent *event)
@@ -306,11 +348,13 @@ QString QBApplicationWindows::runWbfsFilePanel()
 
 QString QBApplicationWindows::runExportPanel()
 {
-    QFileDialog panel(dialogParent(), tr("Export Game List"));
+    ExportPanel panel(dialogParent(), tr("Export Game List"));
     prepareFileDialog(panel, QStringLiteral("exportPanel"));
     panel.setAcceptMode(QFileDialog::AcceptSave);
     panel.setFileMode(QFileDialog::AnyFile);
-    panel.setDirectory(QDir::home());
+    panel.setOption(QFileDialog::DontConfirmOverwrite);
+    const QString lastFolder = QBSettings::value(SettingsKey::exportFolder).toString();
+    panel.setDirectory(!lastFolder.isEmpty() && QFileInfo(lastFolder).isDir() ? lastFolder : QDir::homePath());
 
     auto *formats = new QComboBox;
     formats->setObjectName(SettingsKey::exportFormat);
@@ -325,9 +369,10 @@ QString QBApplicationWindows::runExportPanel()
         QBSettings::setValue(SettingsKey::exportFormat, chosen);
         panel.setNameFilter(QStringLiteral("*.") + chosen);
         panel.setDefaultSuffix(chosen);
+        // The whole path, so that a folder typed with the name stays.
         const QString typed = panel.selectedFiles().value(0);
         if (!typed.isEmpty() && !QFileInfo(typed).isDir())
-            panel.selectFile(QFileInfo(QBGameListExport::targetPath(typed, chosen)).fileName());
+            panel.selectFile(QBGameListExport::targetPath(typed, chosen));
     };
     connect(formats, &QComboBox::currentTextChanged, &panel, selectExportFormat);
     addAccessory(panel, new QLabel(tr("Format:")), formats);

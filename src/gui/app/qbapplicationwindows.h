@@ -47,6 +47,9 @@ public:
     void launched(const QStringList &paths);
     // The Quit command; false when the user chose to stay.
     bool quit();
+    // Ends the program as quit() does, without its question, once every
+    // tool has been stopped (a signal asked for the end).
+    void quitWithoutQuestions();
     void showPreferences();
 
     QBDocumentController *controller() const { return m_controller; }
@@ -80,5 +83,7 @@ private:
     std::unique_ptr<QBStartWindow> m_startWindow;
     std::unique_ptr<QBDownloadWindow> m_downloadWindow;
     QPointer<QBPreferencesWindow> m_preferencesWindow;
+    void endProgram();
+
     bool m_quitting = false;
 };
