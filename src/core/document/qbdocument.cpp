@@ -15,6 +15,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <numeric>
 
 namespace {
 
@@ -140,6 +141,18 @@ void QBDocument::reload()
     if (ownsDetailsView())
         QBGameCenter::sharedGameCenter()->hideDetailsView();
     m_gameList->removeGames(m_gameListController->arrangedSourceRows());
+    browse();
+}
+
+void QBDocument::relist()
+{
+    // Unlike reload, games that the filter hides go too, or the new listing
+    // would show them twice.
+    if (ownsDetailsView())
+        QBGameCenter::sharedGameCenter()->hideDetailsView();
+    QList<int> rows(m_gameList->rowCount());
+    std::iota(rows.begin(), rows.end(), 0);
+    m_gameList->removeGames(rows);
     browse();
 }
 

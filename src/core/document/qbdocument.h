@@ -134,6 +134,10 @@ public:
     // Removes the arranged games (games hidden by the filter stay, and are
     // listed a second time by the new browse), then browses again.
     void reload();
+    // Lists the source anew with every game removed first, the hidden ones
+    // included: what follows a failed edit, when the list must be what is
+    // on the disk.
+    void relist();
     void recoverDidFinish() { reload(); }
 
     void browsingDidFinish(const QVariantMap &userInfo);

@@ -174,7 +174,7 @@ void QBDocument::removeDidFinish(const QVariantMap &userInfo, const QList<QPoint
         // does, when one ID is unknown): the list is made anew from the
         // source.
         if (guard)
-            reload();
+            relist();
         return;
     }
     // wit says it removed a file that it could not delete (its folder is

@@ -68,6 +68,6 @@ void QBDocument::renomationDidFinish(const QVariantMap &userInfo, QBGameBundle *
     // half: once the batch is done, the list is made anew from the folder.
     if (m_renomationFailed && m_completedRenomations >= m_totalRenomations) {
         m_renomationFailed = false;
-        reload();
+        relist();
     }
 }
