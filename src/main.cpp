@@ -126,8 +126,8 @@ int runHeadless(int argc, char **argv)
 
     applyLanguages(parser);
     // A signal ends the run with the tools it started; what was printed
-    // stays printed.
-    QBSignalWatcher signalWatcher;
+    // stays printed. A reader that closes the pipe early ends it too.
+    QBSignalWatcher signalWatcher(QBSignalWatcher::WatchBrokenPipe);
     QObject::connect(&signalWatcher, &QBSignalWatcher::signalReceived, &app, [](int signal) {
         QBTask::stopAllTools();
         QBTask::waitForAllTools(5000);

@@ -40,6 +40,7 @@ private slots:
     void jsonLine();
     void listsFolder();
     void listsWbfsFile();
+    void printsEachGameAtOnceAndEndsWithItsTool_data();
     void printsEachGameAtOnceAndEndsWithItsTool();
     void failedListingExitsWithOne();
     void listsDatabase_data();
@@ -141,20 +142,40 @@ void tst_QBListCommand::listsWbfsFile()
     QCOMPARE(infos.value(u"NSFileSystemSize"_qs).toDouble(), 10.2);
 }
 
+void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool_data()
+{
+    QTest::addColumn<bool>("closePipe");
+    QTest::addColumn<int>("signal");
+    QTest::newRow("terminated") << false << SIGTERM;
+    QTest::newRow("reader gone") << true << SIGPIPE;
+}
+
 void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool()
 {
     // One game, then a tool that never ends: the game is on the pipe at
-    // once, and TERM ends the program and its tool, the game still printed.
+    // once. TERM, or a reader that closes the pipe before the next game,
+    // ends the program and its tool.
+    QFETCH(bool, closePipe);
+    QFETCH(int, signal);
     QBFakeTool tool;
     const QString pidFile = tool.filePath(u"pid"_qs);
-    tool.setScript(u"pid %1\nout [progress:found]\\nid=RQAE01\\nname=A\\nregion=USA \\nsize=1\\nfiletype=ISO/WII\\n"
-                   "filename=/a.iso\\n\\n\nhang\n"_qs.arg(pidFile));
+    const QString game = u"out [progress:found]\\nid=%1\\nname=A\\nregion=USA \\nsize=1\\nfiletype=ISO/WII\\n"
+                         "filename=/a.iso\\n\\n\n"_qs;
+    tool.setScript(u"pid "_qs + pidFile + u'\n' + game.arg(u"RQAE01"_qs) + u"pause 1000\n"_qs + game.arg(u"RQBE01"_qs)
+                   + u"hang\n"_qs);
     QVERIFY(QDir().mkpath(tool.filePath(u"data/palomet"_qs)));
     QVERIFY(QFile::link(QBFakeTool::binary(), tool.filePath(u"data/palomet/wit"_qs)));
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"XDG_DATA_HOME"_qs, tool.filePath(u"data"_qs));
     QProcess process;
     process.setProcessEnvironment(environment);
+    // A reader that takes one line and goes away.
+    QProcess reader;
+    if (closePipe) {
+        process.setStandardOutputProcess(&reader);
+        reader.start(u"head"_qs, {u"-n"_qs, u"1"_qs});
+    }
+    QIODevice *lines = closePipe ? static_cast<QIODevice *>(&reader) : &process;
     process.start(QStringLiteral(PALOMET_PATH), {u"--list"_qs, m_library.folder});
     const auto readPid = [&pidFile] {
         QFile file(pidFile);
@@ -164,12 +185,13 @@ void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool()
     const pid_t toolPid = readPid();
     // Never leave the tool behind, whatever fails.
     const auto cleanup = qScopeGuard([toolPid] { ::kill(toolPid, SIGKILL); });
-    QTRY_VERIFY_WITH_TIMEOUT(process.canReadLine(), 10000);
-    QCOMPARE(QJsonDocument::fromJson(process.readLine()).object().value(u"id"_qs).toString(), u"RQAE01"_qs);
+    QTRY_VERIFY_WITH_TIMEOUT(lines->canReadLine(), 10000);
+    QCOMPARE(QJsonDocument::fromJson(lines->readLine()).object().value(u"id"_qs).toString(), u"RQAE01"_qs);
     QCOMPARE(::kill(toolPid, 0), 0);
-    process.terminate();
+    if (!closePipe)
+        process.terminate();
     QVERIFY(process.waitForFinished(10000));
-    QCOMPARE(process.exitCode(), 128 + SIGTERM);
+    QCOMPARE(process.exitCode(), 128 + signal);
     QVERIFY(QTest::qWaitFor([&] { return ::kill(toolPid, 0) != 0; }, 5000));
 }
 

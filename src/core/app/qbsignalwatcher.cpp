@@ -18,7 +18,7 @@
 namespace {
 
 #ifdef Q_OS_UNIX
-const int watchedSignals[] = {SIGTERM, SIGINT, SIGHUP};
+const int watchedSignals[] = {SIGTERM, SIGINT, SIGHUP, SIGPIPE};
 int g_pipe[2] = {-1, -1};
 struct sigaction g_previous[std::size(watchedSignals)];
 
@@ -34,7 +34,7 @@ void handleSignal(int signal)
 
 }
 
-QBSignalWatcher::QBSignalWatcher(QObject *parent)
+QBSignalWatcher::QBSignalWatcher(BrokenPipe brokenPipe, QObject *parent)
     : QObject(parent)
 {
 #ifdef Q_OS_UNIX
@@ -50,8 +50,12 @@ QBSignalWatcher::QBSignalWatcher(QObject *parent)
     action.sa_handler = handleSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (size_t i = 0; i < std::size(watchedSignals); ++i)
+    // SIGPIPE is last in the list.
+    m_signalCount = int(std::size(watchedSignals)) - (brokenPipe == WatchBrokenPipe ? 0 : 1);
+    for (int i = 0; i < m_signalCount; ++i)
         ::sigaction(watchedSignals[i], &action, &g_previous[i]);
+#else
+    Q_UNUSED(brokenPipe);
 #endif
 }
 
@@ -60,7 +64,7 @@ QBSignalWatcher::~QBSignalWatcher()
 #ifdef Q_OS_UNIX
     if (!m_notifier)
         return;
-    for (size_t i = 0; i < std::size(watchedSignals); ++i)
+    for (int i = 0; i < m_signalCount; ++i)
         ::sigaction(watchedSignals[i], &g_previous[i], nullptr);
     delete m_notifier;
     for (int &fd : g_pipe) {
