@@ -3,12 +3,15 @@
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbfilesystem.h"
+#include "tasks/qbgameid.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbrecovertask.h"
 #include "tasks/qbremovetask.h"
 
 #include <QFileInfo>
+
+#include <algorithm>
 
 namespace {
 
@@ -104,6 +107,16 @@ void QBDocument::removeGames(const QList<QBListedGame> &games)
     if (!busy.isEmpty()) {
         QBAlertPresenter::run(QBEditing::busyGamesAlert(busy));
         return;
+    }
+    // wwt removes by ID; one that is not a disc's is never given to it.
+    if (m_documentType == Partition) {
+        const auto unnamed = std::count_if(games.cbegin(), games.cend(), [](const QBListedGame &game) {
+            return !QBGameID::isValid(game.value(GameKey::id).toString());
+        });
+        if (unnamed > 0) {
+            QBAlertPresenter::run(QBEditing::removeError(unnamed));
+            return;
+        }
     }
 
     const QPointer<QBDocument> guard(this);
