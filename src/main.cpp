@@ -28,6 +28,7 @@ void setApplicationNames()
     QCoreApplication::setOrganizationName(QStringLiteral("palomet"));
     QCoreApplication::setApplicationName(QStringLiteral("palomet"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PALOMET_VERSION));
+    QBSettings::screenFile();
 }
 
 bool isHeadless(int argc, char **argv)

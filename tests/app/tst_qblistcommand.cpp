@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 struct Result
@@ -43,6 +45,7 @@ private slots:
     void usageErrors_data();
     void usageErrors();
     void exportsGameList();
+    void fifosCountAsMissing();
 
 private:
     Result palomet(const QStringList &arguments, bool serving = false);
@@ -308,6 +311,25 @@ void tst_QBListCommand::exportsGameList()
     result = palomet({u"--export"_qs, below, u"--format"_qs, u"txt"_qs, m_library.folder});
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.errors.contains("could not be saved as “list.txt”"), result.errors.constData());
+}
+
+// A FIFO in place of the settings file or of the database would block the
+// first read for good; both count as missing.
+void tst_QBListCommand::fifosCountAsMissing()
+{
+    const QString settings = m_dir.filePath(u"config/palomet/palomet.conf"_qs);
+    const QString database = m_dir.filePath(u"data/palomet/wiitdb.xml"_qs);
+    QDir().mkpath(m_dir.filePath(u"config/palomet"_qs));
+    QDir().mkpath(m_dir.filePath(u"data/palomet"_qs));
+    QFile::remove(settings);
+    installDatabase(QByteArray());
+    for (const QString &path : {settings, database})
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    const Result result = palomet({u"--list"_qs, u"--database"_qs});
+    QFile::remove(settings);
+    QFile::remove(database);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.errors.contains("the title database could not be loaded"), result.errors.constData());
 }
 
 QTEST_GUILESS_MAIN(tst_QBListCommand)

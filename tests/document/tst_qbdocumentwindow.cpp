@@ -363,7 +363,7 @@ void tst_QBDocumentWindow::selectionDisplayModesAndDetails()
     QCOMPARE(popover->infosTextView()->toPlainText(),
              u"Powered by gametdb.com\nId: %1\nRegion: %2"_qs.arg(id, game.value(u"region"_qs).toString()));
     const QTextCharFormat label = popover->infosTextView()->document()->begin().begin().fragment().charFormat();
-    QCOMPARE(label.anchorHref(), u"http://www.gametdb.com/Wii/"_qs + id);
+    QCOMPARE(label.anchorHref(), u"https://www.gametdb.com/Wii/"_qs + id);
     // Its cover follows a later arrival.
     m_center->setImage(id, picture(qRgb(200, 0, 0)));
     const QImage shown = popover->coverImageView()->pixmap().toImage();
