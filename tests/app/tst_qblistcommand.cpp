@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qblistcommand.h"
+#include "app/qbsettings.h"
+#include "app/qbupdatedatabasecommand.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbsupportfolder.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
+#include "qbtestzip.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,6 +16,7 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QBuffer>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -46,6 +52,7 @@ private slots:
     void usageErrors();
     void exportsGameList();
     void fifosCountAsMissing();
+    void updatesDatabase();
 
 private:
     Result palomet(const QStringList &arguments, bool serving = false);
@@ -330,6 +337,44 @@ void tst_QBListCommand::fifosCountAsMissing()
     QFile::remove(database);
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.errors.contains("the title database could not be loaded"), result.errors.constData());
+}
+
+// The headless update, over HTTPS as by default, and over plain HTTP as a
+// user may set it: the database is installed as File › Update Database
+// installs it; exit status 0 only when it was.
+void tst_QBListCommand::updatesDatabase()
+{
+    const QByteArray archive = QBTestZip::make({{u"wiitdb.xml"_qs, database}});
+    QBTestHttpServer https(QBTestHttpServer::Scheme::Https);
+    https.setRoute(u"/wiitdb.zip"_qs, archive);
+    QBSupportFolder::setLocation(m_dir.filePath(u"update"_qs));
+    QBSettings::setValue(SettingsKey::databaseServer, https.url());
+    QBuffer errors;
+    errors.open(QIODevice::WriteOnly);
+    {
+        QBGameCenter center;
+        QBUpdateDatabaseCommand update(&center, &errors);
+        QSignalSpy finished(&update, &QBUpdateDatabaseCommand::finished);
+        update.start();
+        QVERIFY(finished.wait());
+        QCOMPARE(finished.first().first().toInt(), 0);
+    }
+    QBSupportFolder::setLocation(QString());
+    QFile installed(m_dir.filePath(u"update/wiitdb.xml"_qs));
+    QVERIFY(installed.open(QIODevice::ReadOnly));
+    QCOMPARE(installed.readAll(), database);
+    QCOMPARE(errors.data(), QByteArray("palomet: Downloading the database ...\npalomet: 100%\n"
+                                       "palomet: The title database is installed: ")
+                                    + installed.fileName().toUtf8() + '\n');
+
+    // The program itself, with a server that has no database.
+    QBTestHttpServer http;
+    QSettings(m_dir.filePath(u"config/palomet/palomet.conf"_qs), QSettings::IniFormat)
+            .setValue(u"databaseServer"_qs, http.url());
+    const Result result = palomet({u"--update-database"_qs}, true);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.errors.contains("Not Found"), result.errors.constData());
+    QCOMPARE(http.requests(), QStringList{u"/wiitdb.zip"_qs});
 }
 
 QTEST_GUILESS_MAIN(tst_QBListCommand)
