@@ -14,47 +14,39 @@
 
 namespace QBRegularFile {
 
+namespace {
+
+bool fail(QString *why, const QString &reason)
+{
+    if (why)
+        *why = reason;
+    return false;
+}
+
+}
+
 #ifdef Q_OS_UNIX
 
-std::optional<QByteArray> read(const QString &path, qint64 maximumSize, QString *why)
+bool open(QFile &file, const QString &path, qint64 maximumSize, QString *why)
 {
-    const auto fail = [why](const QString &reason) -> std::optional<QByteArray> {
-        if (why)
-            *why = reason;
-        return std::nullopt;
-    };
     // Without O_NONBLOCK, opening a FIFO waits for a writer.
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (fd < 0)
-        return fail(QString::fromLocal8Bit(std::strerror(errno)));
-    struct Closer
-    {
-        int fd;
-        ~Closer() { ::close(fd); }
-    } closer{fd};
+        return fail(why, QString::fromLocal8Bit(std::strerror(errno)));
     struct stat status = {};
+    QString reason;
     if (::fstat(fd, &status) != 0)
-        return fail(QString::fromLocal8Bit(std::strerror(errno)));
-    if (!S_ISREG(status.st_mode))
-        return fail(QStringLiteral("not a regular file"));
-    if (status.st_size > maximumSize)
-        return fail(QStringLiteral("larger than %1 bytes").arg(maximumSize));
-    QByteArray data;
-    data.resize(qsizetype(status.st_size));
-    qsizetype done = 0;
-    // A file that grows while it is read is read up to the size it had.
-    while (done < data.size()) {
-        const ssize_t got = ::read(fd, data.data() + done, size_t(data.size() - done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return fail(QString::fromLocal8Bit(std::strerror(errno)));
-        if (got == 0)
-            break;
-        done += got;
-    }
-    data.truncate(done);
-    return data;
+        reason = QString::fromLocal8Bit(std::strerror(errno));
+    else if (!S_ISREG(status.st_mode))
+        reason = QStringLiteral("not a regular file");
+    else if (status.st_size > maximumSize)
+        reason = QStringLiteral("larger than %1 bytes").arg(maximumSize);
+    else if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle))
+        reason = file.errorString();
+    if (reason.isEmpty())
+        return true;
+    ::close(fd);
+    return fail(why, reason);
 }
 
 bool isSpecial(const QString &path)
@@ -67,23 +59,15 @@ bool isSpecial(const QString &path)
 
 #else
 
-std::optional<QByteArray> read(const QString &path, qint64 maximumSize, QString *why)
+bool open(QFile &file, const QString &path, qint64 maximumSize, QString *why)
 {
     const QFileInfo info(path);
-    QFile file(path);
-    QString reason;
     if (!info.isFile())
-        reason = QStringLiteral("not a regular file");
-    else if (info.size() > maximumSize)
-        reason = QStringLiteral("larger than %1 bytes").arg(maximumSize);
-    else if (!file.open(QIODevice::ReadOnly))
-        reason = file.errorString();
-    if (!reason.isEmpty()) {
-        if (why)
-            *why = reason;
-        return std::nullopt;
-    }
-    return file.read(maximumSize);
+        return fail(why, QStringLiteral("not a regular file"));
+    if (info.size() > maximumSize)
+        return fail(why, QStringLiteral("larger than %1 bytes").arg(maximumSize));
+    file.setFileName(path);
+    return file.open(QIODevice::ReadOnly) || fail(why, file.errorString());
 }
 
 bool isSpecial(const QString &path)
@@ -93,5 +77,18 @@ bool isSpecial(const QString &path)
 }
 
 #endif
+
+std::optional<QByteArray> read(const QString &path, qint64 maximumSize, QString *why)
+{
+    QFile file;
+    if (!open(file, path, maximumSize, why))
+        return std::nullopt;
+    QByteArray data = file.read(maximumSize);
+    if (file.error() != QFileDevice::NoError) {
+        fail(why, file.errorString());
+        return std::nullopt;
+    }
+    return data;
+}
 
 }

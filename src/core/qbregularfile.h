@@ -6,15 +6,21 @@
 
 #include <optional>
 
+class QFile;
+
 // Reading a file whose name anyone could have put something else at: a FIFO
 // blocks the first open until a writer comes, a device never ends, a folder
 // cannot be read. Such names are treated as if nothing were there.
 namespace QBRegularFile {
 
-// The whole file, when path names (through links) a regular file of at
-// most maximumSize bytes; nothing otherwise, and never blocks. The check is
-// made on the opened file, so nothing put at the name in between gets past
-// it. why (when given) tells what stood in the way.
+// Opens file for reading when path names (through links) a regular file of
+// at most maximumSize bytes; never blocks. The check is made on the opened
+// file, so nothing put at the name in between gets past it. why (when
+// given) tells what stood in the way.
+bool open(QFile &file, const QString &path, qint64 maximumSize, QString *why = nullptr);
+
+// The whole file, on the same terms; a file that grows meanwhile is read
+// up to maximumSize.
 std::optional<QByteArray> read(const QString &path, qint64 maximumSize, QString *why = nullptr);
 
 // Whether path names, through links, something other than a regular file

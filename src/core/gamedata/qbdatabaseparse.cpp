@@ -391,19 +391,28 @@ std::optional<QBDatabase> QBDatabaseParse::parse(const QString &path, const QStr
     // Anything but a regular file (a FIFO would block the read for good)
     // counts as no database.
     QString why;
-    std::optional<QByteArray> contents = QBRegularFile::read(path, maximumFileSize, &why);
-    if (!contents) {
+    QFile file;
+    if (!QBRegularFile::open(file, path, maximumFileSize, &why)) {
         qCInfo(lcGameData).noquote() << "Title database not loaded:" << path << why;
         return std::nullopt;
     }
+    // Read into memory that the document owns, as load_file would: kept
+    // apart from the records' allocations, it parses measurably faster.
+    const qint64 size = file.size();
+    auto *contents = static_cast<char *>(pugi::get_memory_allocation_function()(size_t(qMax<qint64>(size, 1))));
+    const qint64 read = contents ? file.read(contents, size) : -1;
     pugi::xml_document document;
     // Whitespace-only text is kept where it is an element's only content,
     // so that a title of blanks still counts as a non-empty text.
     const pugi::xml_parse_result loaded =
-            document.load_buffer_inplace(contents->data(), size_t(contents->size()),
-                                         pugi::parse_default | pugi::parse_ws_pcdata_single);
+            read >= 0 ? document.load_buffer_inplace_own(contents, size_t(read),
+                                                          pugi::parse_default | pugi::parse_ws_pcdata_single)
+                      : pugi::xml_parse_result();
+    if (read < 0)
+        pugi::get_memory_deallocation_function()(contents);
     if (!loaded) {
-        qCInfo(lcGameData).noquote() << "Title database not loaded:" << path << loaded.description();
+        qCInfo(lcGameData).noquote() << "Title database not loaded:" << path
+                                     << (read < 0 ? file.errorString() : QString::fromUtf8(loaded.description()));
         return std::nullopt;
     }
     const Preferences preferences(languages);
