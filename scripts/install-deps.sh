@@ -12,6 +12,8 @@ packages=(
     libpugixml-dev unzip
     dbus-daemon
     wit
+    openssl
+    clang libclang-rt-14-dev
 )
 
 missing=()
