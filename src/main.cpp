@@ -107,10 +107,11 @@ int runHeadless(int argc, char **argv)
         return 0;
     }
     if (parser.isSet(updateOption)) {
-        for (const QCommandLineOption *other : {&listOption, &exportOption, &formatOption, &partOption, &databaseOption}) {
-            if (parser.isSet(*other) || !parser.positionalArguments().isEmpty())
-                return usageError(parser, QStringLiteral("--update-database takes no other option or source"));
-        }
+        const bool alone = parser.positionalArguments().isEmpty() && !parser.isSet(listOption)
+                && !parser.isSet(exportOption) && !parser.isSet(formatOption) && !parser.isSet(partOption)
+                && !parser.isSet(databaseOption);
+        if (!alone)
+            return usageError(parser, QStringLiteral("--update-database takes no other option or source"));
         applyLanguages(parser);
         QBGameCenter gameCenter;
         QFile errors;

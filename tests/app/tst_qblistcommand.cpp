@@ -246,6 +246,7 @@ void tst_QBListCommand::usageErrors_data()
             << QStringList{u"--export"_qs, u"list.txt"_qs, u"--format"_qs, u"pdf"_qs, u"a"_qs};
     QTest::newRow("format without export") << QStringList{u"--list"_qs, u"--format"_qs, u"txt"_qs, u"a"_qs};
     QTest::newRow("list and export") << QStringList{u"--list"_qs, u"--export"_qs, u"list.txt"_qs, u"a"_qs};
+    QTest::newRow("update with a source") << QStringList{u"--update-database"_qs, u"a"_qs};
 }
 
 void tst_QBListCommand::usageErrors()
