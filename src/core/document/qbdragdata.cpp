@@ -55,12 +55,16 @@ std::optional<QList<QVariantMap>> decode(const QByteArray &data)
     for (const QCborValue &entry : list) {
         if (!entry.isMap())
             return std::nullopt;
-        const QCborMap game = entry.toMap();
-        // What adding a game cannot do without.
-        if (!game.value(GameKey::id).isString() || game.value(GameKey::id).toString().isEmpty()
-            || !game.value(GameKey::filename).isString() || game.value(GameKey::filename).toString().isEmpty())
+        // What adding a game cannot do without, checked on the record that
+        // is used: a map may hold a key twice, and only one value survives
+        // the conversion.
+        QVariantMap game = entry.toMap().toVariantMap();
+        const QVariant id = game.value(GameKey::id);
+        const QVariant filename = game.value(GameKey::filename);
+        if (id.typeId() != QMetaType::QString || id.toString().isEmpty()
+            || filename.typeId() != QMetaType::QString || filename.toString().isEmpty())
             return std::nullopt;
-        games << game.toVariantMap();
+        games << std::move(game);
     }
     return games;
 }
