@@ -38,7 +38,7 @@ for target in "${targets[@]}"; do
         -print_final_stats=1 -artifact_prefix="$build/artifacts/$target-" \
         "$build/corpus/$target" "$root/tests/fuzz/corpus/$target" > "$log" 2>&1 || status=$?
     # The progress lines are many; the rest says what was run and found.
-    grep -v -E '^#[0-9]+ +(NEW|REDUCE|pulse)' "$log" || true
+    grep -v -E '^#[0-9]+[[:space:]]+(NEW|REDUCE|pulse)' "$log" || true
     [ "$status" -eq 0 ] || failed+=("$target")
 done
 if [ ${#failed[@]} -gt 0 ]; then
