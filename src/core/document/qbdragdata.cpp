@@ -44,8 +44,11 @@ std::optional<QList<QVariantMap>> decode(const QByteArray &data)
     if (reader.lastError() != QCborError::NoError || reader.currentOffset() != data.size() || !root.isMap())
         return std::nullopt;
     const QCborMap map = root.toMap();
-    if (map.value(formatKey).toString() != formatName || map.value(versionKey).toInteger(-1) != version
-        || !map.value(gamesKey).isArray())
+    // An integer, not converted from a floating-point number: a huge one
+    // has no integer value at all.
+    const QCborValue dataVersion = map.value(versionKey);
+    if (map.value(formatKey).toString() != formatName || !dataVersion.isInteger()
+        || dataVersion.toInteger() != version || !map.value(gamesKey).isArray())
         return std::nullopt;
     const QCborArray list = map.value(gamesKey).toArray();
     if (list.isEmpty())
