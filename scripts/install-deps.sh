@@ -13,6 +13,8 @@ packages=(
     dpkg-dev file
     dbus-daemon
     wit
+    openssl
+    clang libclang-rt-14-dev
 )
 
 missing=()

@@ -7,6 +7,7 @@
 #include "app/qbmessageboxpresenter.h"
 #include "app/qbsettings.h"
 #include "app/qbsignalwatcher.h"
+#include "app/qbupdatedatabasecommand.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qblanguages.h"
@@ -30,6 +31,7 @@ void setApplicationNames()
     QCoreApplication::setOrganizationName(QStringLiteral("palomet"));
     QCoreApplication::setApplicationName(QStringLiteral("palomet"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PALOMET_VERSION));
+    QBSettings::screenFile();
 }
 
 bool isHeadless(int argc, char **argv)
@@ -37,6 +39,7 @@ bool isHeadless(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument(argv[i]);
         if (argument == "--list" || argument == "--export" || argument.startsWith("--export=")
+            || argument == "--update-database"
             || argument == "--help" || argument == "-h" || argument == "--version" || argument == "-v")
             return true;
     }
@@ -90,7 +93,10 @@ int runHeadless(int argc, char **argv)
                                         QStringLiteral("The source is a WBFS partition or WBFS file."));
     const QCommandLineOption databaseOption(QStringLiteral("database"),
                                             QStringLiteral("The source is the installed title database."));
-    parser.addOptions({listOption, exportOption, formatOption, partOption, databaseOption, languagesOption()});
+    const QCommandLineOption updateOption(QStringLiteral("update-database"),
+                                          QStringLiteral("Download and install the title database."));
+    parser.addOptions({listOption, exportOption, formatOption, partOption, databaseOption, updateOption,
+                       languagesOption()});
     parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("The source to list or export."));
     if (!parser.parse(app.arguments()))
         return usageError(parser, parser.errorText());
@@ -101,6 +107,22 @@ int runHeadless(int argc, char **argv)
     if (parser.isSet(QStringLiteral("version"))) {
         std::printf("palomet %s\n", PALOMET_VERSION);
         return 0;
+    }
+    if (parser.isSet(updateOption)) {
+        const bool alone = parser.positionalArguments().isEmpty() && !parser.isSet(listOption)
+                && !parser.isSet(exportOption) && !parser.isSet(formatOption) && !parser.isSet(partOption)
+                && !parser.isSet(databaseOption);
+        if (!alone)
+            return usageError(parser, QStringLiteral("--update-database takes no other option or source"));
+        applyLanguages(parser);
+        QBGameCenter gameCenter;
+        QFile errors;
+        errors.open(stderr, QIODevice::WriteOnly | QIODevice::Unbuffered);
+        QBUpdateDatabaseCommand update(&gameCenter, &errors);
+        QObject::connect(&update, &QBUpdateDatabaseCommand::finished, &app, &QCoreApplication::exit,
+                         Qt::QueuedConnection);
+        update.start();
+        return app.exec();
     }
     const bool exporting = parser.isSet(exportOption);
     const QString command = exporting ? QStringLiteral("--export") : QStringLiteral("--list");

@@ -243,8 +243,10 @@ QBDocumentWindow *tst_QBDocumentController::window(const QString &filename) cons
 
 QBDocumentWindow *tst_QBDocumentController::waitListed(const QString &filename) const
 {
-    QBDocumentWindow *found = window(filename);
-    if (!found || !QTest::qWaitFor([found] { return !found->document()->isBrowsing(); }, 30000))
+    // Reopened windows after the first come from the event loop.
+    QBDocumentWindow *found = nullptr;
+    if (!QTest::qWaitFor([&] { return (found = window(filename)) != nullptr; })
+        || !QTest::qWaitFor([found] { return !found->document()->isBrowsing(); }, 30000))
         return nullptr;
     return found;
 }
@@ -408,6 +410,20 @@ void tst_QBDocumentController::reopeningSkipsWhatIsGone()
     QVERIFY(waitListed(m_library.folder));
     QCOMPARE(m_controller->documents().size(), 1);
     QCOMPARE(m_alerts->messages(), QStringList{u"Welcome to Palomet!"_qs});
+
+    // A list longer than anyone leaves open: the first window at once, the
+    // others after it up to 64, and the rest dropped from the list.
+    QList<QBDocumentEntry> many;
+    for (int i = 0; i < 100; ++i) {
+        many.append({m_dir.filePath(u"many/%1"_qs.arg(i)), 0, 1});
+        QVERIFY(QDir().mkpath(many.last().filename));
+    }
+    QSettings().setValue(SettingsKey::documents, archive(many));
+    launch();
+    QCOMPARE(m_controller->documents().size(), 1);
+    QCOMPARE(savedDocuments(), archive(many.mid(0, 64)));
+    QVERIFY(waitListed(many.at(63).filename));
+    QCOMPARE(m_controller->documents().size(), 64);
 
     // A list that cannot be read at all opens nothing.
     m_alerts->alerts.clear();

@@ -175,7 +175,7 @@ void tst_QBGameListExport::checksAFewAtATimeAndCancels()
     QBTestHttpServer held;
     QList<QVariantMap> games;
     for (int i = 0; i < 20; ++i) {
-        const QString id = u"RQ%1P01"_qs.arg(i, 2, 10, QLatin1Char('0'));
+        const QString id = u"RQ%1P1"_qs.arg(i, 2, 10, QLatin1Char('0'));
         games << game(id, id, u"PAL"_qs);
         held.setRoute(u"/wii/cover3D/FR/%1.png"_qs.arg(id), "png", QBTestHttpServer::Mode::Held);
     }

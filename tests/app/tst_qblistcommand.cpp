@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qblistcommand.h"
 #include "qbfaketool.h"
+#include "app/qbsettings.h"
+#include "app/qbupdatedatabasecommand.h"
+#include "gamedata/qbgamecenter.h"
+#include "gamedata/qbsupportfolder.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
+#include "qbtestzip.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,10 +18,12 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QBuffer>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <signal.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -49,6 +56,8 @@ private slots:
     void usageErrors_data();
     void usageErrors();
     void exportsGameList();
+    void fifosCountAsMissing();
+    void updatesDatabase();
 
 private:
     Result palomet(const QStringList &arguments, bool serving = false);
@@ -295,6 +304,7 @@ void tst_QBListCommand::usageErrors_data()
             << QStringList{u"--export"_qs, u"list.txt"_qs, u"--format"_qs, u"pdf"_qs, u"a"_qs};
     QTest::newRow("format without export") << QStringList{u"--list"_qs, u"--format"_qs, u"txt"_qs, u"a"_qs};
     QTest::newRow("list and export") << QStringList{u"--list"_qs, u"--export"_qs, u"list.txt"_qs, u"a"_qs};
+    QTest::newRow("update with a source") << QStringList{u"--update-database"_qs, u"a"_qs};
 }
 
 void tst_QBListCommand::usageErrors()
@@ -367,6 +377,63 @@ void tst_QBListCommand::exportsGameList()
     result = palomet({u"--export"_qs, below, u"--format"_qs, u"txt"_qs, m_library.folder});
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.errors.contains("could not be saved as “list.txt”"), result.errors.constData());
+}
+
+// A FIFO in place of the settings file or of the database would block the
+// first read for good; both count as missing.
+void tst_QBListCommand::fifosCountAsMissing()
+{
+    const QString settings = m_dir.filePath(u"config/palomet/palomet.conf"_qs);
+    const QString database = m_dir.filePath(u"data/palomet/wiitdb.xml"_qs);
+    QDir().mkpath(m_dir.filePath(u"config/palomet"_qs));
+    QDir().mkpath(m_dir.filePath(u"data/palomet"_qs));
+    QFile::remove(settings);
+    installDatabase(QByteArray());
+    for (const QString &path : {settings, database})
+        QCOMPARE(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    const Result result = palomet({u"--list"_qs, u"--database"_qs});
+    QFile::remove(settings);
+    QFile::remove(database);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.errors.contains("the title database could not be loaded"), result.errors.constData());
+}
+
+// The headless update, over HTTPS as by default, and over plain HTTP as a
+// user may set it: the database is installed as File › Update Database
+// installs it; exit status 0 only when it was.
+void tst_QBListCommand::updatesDatabase()
+{
+    const QByteArray archive = QBTestZip::make({{u"wiitdb.xml"_qs, database}});
+    QBTestHttpServer https(QBTestHttpServer::Scheme::Https);
+    https.setRoute(u"/wiitdb.zip"_qs, archive);
+    QBSupportFolder::setLocation(m_dir.filePath(u"update"_qs));
+    QBSettings::setValue(SettingsKey::databaseServer, https.url());
+    QBuffer errors;
+    errors.open(QIODevice::WriteOnly);
+    {
+        QBGameCenter center;
+        QBUpdateDatabaseCommand update(&center, &errors);
+        QSignalSpy finished(&update, &QBUpdateDatabaseCommand::finished);
+        update.start();
+        QVERIFY(finished.wait());
+        QCOMPARE(finished.first().first().toInt(), 0);
+    }
+    QBSupportFolder::setLocation(QString());
+    QFile installed(m_dir.filePath(u"update/wiitdb.xml"_qs));
+    QVERIFY(installed.open(QIODevice::ReadOnly));
+    QCOMPARE(installed.readAll(), database);
+    QCOMPARE(errors.data(), QByteArray("palomet: Downloading the database ...\npalomet: 100%\n"
+                                       "palomet: The title database is installed: ")
+                                    + installed.fileName().toUtf8() + '\n');
+
+    // The program itself, with a server that has no database.
+    QBTestHttpServer http;
+    QSettings(m_dir.filePath(u"config/palomet/palomet.conf"_qs), QSettings::IniFormat)
+            .setValue(u"databaseServer"_qs, http.url());
+    const Result result = palomet({u"--update-database"_qs}, true);
+    QCOMPARE(result.exitCode, 1);
+    QVERIFY2(result.errors.contains("Not Found"), result.errors.constData());
+    QCOMPARE(http.requests(), QStringList{u"/wiitdb.zip"_qs});
 }
 
 QTEST_GUILESS_MAIN(tst_QBListCommand)

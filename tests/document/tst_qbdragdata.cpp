@@ -70,6 +70,10 @@ void tst_QBDragData::refusesOtherData_data()
     QTest::newRow("a game without an ID")
             << payload(u"QBDrag"_qs, 1, QCborArray{QCborMap{{u"id"_qs, 5}, {u"filename"_qs, u"/v/a"_qs}}});
     QTest::newRow("trailing bytes") << QBDragData::encode(m_games) + QByteArray("\xff\x00", 2);
+    // Found by fuzzing: the value checked was the first, the value kept the last.
+    QTest::newRow("an ID twice, the one kept not text")
+            << QBDragData::encode({{{u"id"_qs, u"RQAE01"_qs}, {u"filename"_qs, u"/v/a"_qs}, {u"iz"_qs, false}}})
+                       .replace(QByteArray("\x62iz"), QByteArray("\x62id"));
 }
 
 void tst_QBDragData::refusesOtherData()

@@ -117,8 +117,9 @@ std::pair<bool, bool> drop(QAbstractItemView *view, const QMimeData *data, QPoin
     return {enter.isAccepted(), dropped.isAccepted() && dropped.dropAction() == Qt::CopyAction};
 }
 
-// Acts in the panel once it shows (a drop opens it from the event loop).
-void whenPanelShows(QDialog *panel, std::function<void()> act)
+// Acts in the panel once it shows (a drop opens it from the event loop);
+// deleting the returned watch gives up waiting.
+QTimer *whenPanelShows(QDialog *panel, std::function<void()> act)
 {
     auto *poll = new QTimer(panel);
     QObject::connect(poll, &QTimer::timeout, panel, [panel, poll, act] {
@@ -129,6 +130,7 @@ void whenPanelShows(QDialog *panel, std::function<void()> act)
         whenShown(panel, act);
     });
     poll->start(10);
+    return poll;
 }
 
 // Replaces the pattern of a panel's field with title, " [", id and "]".
@@ -564,6 +566,17 @@ void tst_QBMovingGames::removingAndRecovering()
     folder->removeAction()->trigger();
     QVERIFY(idle(folder));
     QCOMPARE(fake.invocations(), QStringList{u"wit | remove | %1 | --sections"_qs.arg(beta)});
+    // wwt removes by ID: one that is not a disc's is never given to it.
+    const qsizetype alerted = m_alerts->alerts.size();
+    partition->document()->browsingDidFinish(
+            {{u"game"_qs, QVariantMap{{u"id"_qs, u"RQAE01=x"_qs}, {u"filename"_qs, QString(part + u"/RQAE01=x"_qs)}}}});
+    QTest::mouseClick(partition->tableView()->viewport(), Qt::LeftButton, {},
+                      itemPoint(partition->tableView(), rowOf(partition, u"RQAE01=x"_qs)));
+    partition->removeAction()->trigger();
+    QVERIFY(idle(partition));
+    QVERIFY(tasks.take().isEmpty());
+    QCOMPARE(m_alerts->alerts.size(), alerted + 1);
+    QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
     QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
     QCOMPARE(m_alerts->alerts.last().informativeText,
              u"The selected game couldn't be removed. Please refresh the game list to make sure you are viewing "
@@ -748,6 +761,27 @@ void tst_QBMovingGames::refusedDropsAndTheDragImage()
             u"An error has been detected while converting '%1' to '%2/RQBP01'."_qs.arg(beta, full)));
     QCOMPARE(partition->document()->games().size(), 0);
     QVERIFY(QFile::exists(beta));
+
+    // A game whose ID is not a disc's is never handed to wwt: not to be
+    // extracted by it (it reads "ID=dest" as a destination), nor added where
+    // wwt would list it by its ID.
+    m_conversions.take();
+    QVariantMap odd = folder->document()->arrangedGame(rowOf(folder, u"RQBP01"_qs)).values();
+    odd.insert(u"id"_qs, u"RQBP01=/x"_qs);
+    odd.insert(u"isOnWBFS"_qs, true);
+    const std::unique_ptr<QMimeData> onWbfs(QBDragData::mimeData({odd}));
+    odd.insert(u"isOnWBFS"_qs, false);
+    const std::unique_ptr<QMimeData> inFolder(QBDragData::mimeData({odd}));
+    const QPointer<QTimer> panelWatch = whenPanelShows(QBConvertPanel::convertPanel(), [] {
+        QBConvertPanel::convertPanel()->okButton()->click();
+    });
+    QVERIFY(drop(target->tableView(), onWbfs.get()).second);
+    QVERIFY(drop(partition->tableView(), inFolder.get()).second);
+    QTRY_COMPARE(m_alerts->alerts.size(), 5);
+    delete panelWatch.data();
+    QVERIFY(idle(target) && idle(partition));
+    QCOMPARE(m_alerts->messages().mid(3), QStringList(2, u"'Beta [RQBP01].wdf' cannot be transferred."_qs));
+    QVERIFY(m_conversions.take().isEmpty());
 }
 
 QTEST_MAIN(tst_QBMovingGames)

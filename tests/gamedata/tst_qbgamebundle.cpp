@@ -71,7 +71,8 @@ void tst_QBGameBundle::mergesTheDatabaseRecord()
     QDir().mkpath(m_dir.filePath(u"support"_qs));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(R"(<datafile><game><id>RMCE01</id><region>NTSC-U</region><genre>racing</genre>
-                  <locale lang="EN"><title>Database Title</title></locale></game></datafile>)");
+                  <locale lang="EN"><title>Database Title</title><filename>/etc/passwd</filename>
+                  <coverPath>/elsewhere/x.png</coverPath><size>900</size><filetype>x</filetype></locale></game></datafile>)");
     file.close();
     QBGameCenter center;
     loadDatabase(center);
@@ -80,7 +81,10 @@ void tst_QBGameBundle::mergesTheDatabaseRecord()
     QCOMPARE(known.value(u"title"_qs).toString(), u"Database Title"_qs);
     QCOMPARE(known.value(u"region"_qs).toString(), u"NTSC-U"_qs);
     QCOMPARE(known.value(u"genre"_qs).toString(), u"racing"_qs);
+    // What locates and describes the file is the tool's alone.
     QCOMPARE(known.value(u"filename"_qs).toString(), u"/games/RMCE01.wbfs"_qs);
+    QVERIFY(!known.value(u"coverPath"_qs).isValid());
+    QCOMPARE(known.imageSubtitle(), u"WBFS, 4.37 GB"_qs);
     QCOMPARE(known.imageTitle(), u"Database Title"_qs);
     QVERIFY(!known.value(u"nonsense"_qs).isValid());
 

@@ -6,6 +6,7 @@
 #include "qbtesthttpserver.h"
 #include "qbtestzip.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QSettings>
 #include <QSignalSpy>
@@ -60,6 +61,8 @@ private slots:
     void toolDownload();
     void failedDownloads_data();
     void failedDownloads();
+    void hostileArchives_data();
+    void hostileArchives();
     void downloadsThatCannotStart();
 
 private:
@@ -67,11 +70,16 @@ private:
     {
         return m_dir.filePath(name.isEmpty() ? u"support"_qs : u"support/"_qs + name);
     }
-    // Runs one database download to its end.
-    void downloadDatabase(QBGameCenter &center);
+    // Nothing has been written through the links planted at the names of
+    // the shared temporary folder.
+    bool victimIsUntouched() const { return readFile(m_dir.filePath(u"victim"_qs)) == "mine"; }
+    QStringList supportEntries(const QString &folder = QString()) const
+    {
+        return QDir(support(folder)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    }
 
     QTemporaryDir m_dir;
-    QBTestHttpServer m_server;
+    QBTestHttpServer m_server{QBTestHttpServer::Scheme::Https};
 };
 
 void tst_QBGameCenter::initTestCase()
@@ -79,9 +87,13 @@ void tst_QBGameCenter::initTestCase()
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(m_dir.isValid());
     QVERIFY(!m_server.url().isEmpty());
-    // The downloaded archives go to the temporary folder; keep them in ours.
+    // Another user's links at the names a download once took in the shared
+    // temporary folder.
     QDir().mkpath(m_dir.filePath(u"tmp"_qs));
     qputenv("TMPDIR", m_dir.filePath(u"tmp"_qs).toLocal8Bit());
+    QVERIFY(writeFile(m_dir.filePath(u"victim"_qs), "mine"));
+    for (const QString &name : {u"wiitdb"_qs, u"wit"_qs, u"wwt"_qs})
+        QVERIFY(QFile::link(m_dir.filePath(u"victim"_qs), m_dir.filePath(u"tmp/"_qs + name)));
 }
 
 void tst_QBGameCenter::init()
@@ -99,16 +111,21 @@ void tst_QBGameCenter::cleanup()
     QBSupportFolder::setLocation(QString());
 }
 
-void tst_QBGameCenter::downloadDatabase(QBGameCenter &center)
-{
-    QSignalSpy ended(&center, &QBGameCenter::downloadStringChanged);
-    center.downloadDatabase();
-    QTRY_VERIFY(center.downloadString().isEmpty());
-}
-
 void tst_QBGameCenter::startUp()
 {
+    // What an interrupted download or unpacking left is removed, unless a
+    // run still going may be writing it.
+    QDir().mkpath(support(u"covers"_qs));
+    for (const QString &name : {u".partial-old"_qs, u"covers/.partial-old"_qs, u".partial-new"_qs}) {
+        QFile file(support(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        if (name.endsWith(u"old"_qs))
+            QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-3600), QFile::FileModificationTime));
+    }
     QBGameCenter center;
+    QCOMPARE(supportEntries(), (QStringList{u".partial-new"_qs, u"covers"_qs}));
+    QVERIFY(supportEntries(u"covers"_qs).isEmpty());
+    QFile::remove(support(u".partial-new"_qs));
     QCOMPARE(QBGameCenter::sharedGameCenter(), &center);
     QCOMPARE(center.supportFolder(), support());
     QVERIFY(QFileInfo(support(u"covers"_qs)).isDir());
@@ -193,7 +210,9 @@ void tst_QBGameCenter::databaseDownload()
     QVERIFY(center.hasDatabase());
     QCOMPARE(center.databaseRecord(u"RMCP01"_qs).value(u"title"_qs).toString(), u"Kart"_qs);
     QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
-    QVERIFY(QFile::exists(m_dir.filePath(u"tmp/wiitdb"_qs)));
+    // The archive was the program's own, and went.
+    QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
+    QVERIFY(victimIsUntouched());
     QCOMPARE(center.validateUserInterfaceItem(Download::Database).title, u"Update database"_qs);
 
     // The second time it is an update.
@@ -250,11 +269,8 @@ void tst_QBGameCenter::failedDownloads_data()
                                << u"Extraction failed."_qs;
     QTest::newRow("corrupt zip") << QByteArray(zip).replace("RMCP01", "XXXXXXXXX") << Mode::Normal
                                  << u"Extraction failed."_qs;
-    QTest::newRow("entry climbing out")
-            << QBTestZip::make({{u"wiitdb.xml"_qs, "new"}, {u"covers/../../escaped"_qs, "x"}}) << Mode::Normal
-            << u"Extraction failed."_qs;
-    QTest::newRow("absolute entry") << QBTestZip::make({{u"wiitdb.xml"_qs, "new"}, {u"/escaped"_qs, "x"}})
-                                    << Mode::Normal << u"Extraction failed."_qs;
+    QTest::newRow("announced larger than the limit") << QByteArray() << Mode::Oversized << u"256 MiB"_qs;
+    QTest::newRow("without end") << QByteArray() << Mode::Endless << u"256 MiB"_qs;
 }
 
 void tst_QBGameCenter::failedDownloads()
@@ -275,7 +291,7 @@ void tst_QBGameCenter::failedDownloads()
 
     center.downloadDatabase();
     QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
-    QTRY_VERIFY(center.downloadString().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(center.downloadString().isEmpty(), 30000);
     QCOMPARE(alerts.alerts.size(), 1);
     if (message.isEmpty())
         QVERIFY(!alerts.alerts.first().message.isEmpty());
@@ -288,10 +304,64 @@ void tst_QBGameCenter::failedDownloads()
         QCOMPARE(menuDuringAlert.first(), u"Downloading database ..."_qs);
     }
     QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
-    QVERIFY(!QFile::exists(m_dir.filePath(u"escaped"_qs)));
-    QCOMPARE(QDir(support()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
-             (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
+    QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
+    QVERIFY(victimIsUntouched());
     QCOMPARE(parsing.size(), 0);
+}
+
+// Only the file an archive is for is ever written, and only as a regular
+// file of bounded size; whatever else the archive holds is ignored.
+void tst_QBGameCenter::hostileArchives_data()
+{
+    QTest::addColumn<bool>("tool");
+    QTest::addColumn<QByteArray>("archive");
+    QTest::addColumn<QStringList>("installed");
+
+    const QByteArray victim = m_dir.filePath(u"victim"_qs).toUtf8();
+    using Entry = QBTestZip::Entry;
+    QTest::newRow("a tool planted next to the database")
+            << false << QBTestZip::make({{u"wiitdb.xml"_qs, database}, {u"wit"_qs, "#!/bin/sh\n", 0100755}})
+            << QStringList{u"covers"_qs, u"wiitdb.xml"_qs};
+    QTest::newRow("a link into covers, entries outside")
+            << false
+            << QBTestZip::make({{u"covers/RMCP01.png"_qs, victim, 0120777}, {u"wiitdb.xml"_qs, database},
+                                {u"covers/../../escaped"_qs, "x"}, {u"/escaped"_qs, "x"}})
+            << QStringList{u"covers"_qs, u"wiitdb.xml"_qs};
+    QTest::newRow("the database a symbolic link")
+            << false << QBTestZip::make({{u"wiitdb.xml"_qs, victim, 0120777}}) << QStringList{u"covers"_qs};
+    QTest::newRow("the database a hard link")
+            << false << QBTestZip::make({Entry{u"wiitdb.xml"_qs, "", 0100644, false, victim}})
+            << QStringList{u"covers"_qs};
+    QTest::newRow("the database a folder")
+            << false << QBTestZip::make({{u"wiitdb.xml/"_qs, "", 040755}, {u"wiitdb.xml/x"_qs, database}})
+            << QStringList{u"covers"_qs};
+    QTest::newRow("a tool larger than 64 MiB unpacked")
+            << true << QBTestZip::make({{u"wit"_qs, QByteArray((64 << 20) + 1, '\0'), 0100755, true}})
+            << QStringList{u"covers"_qs};
+}
+
+void tst_QBGameCenter::hostileArchives()
+{
+    QFETCH(bool, tool);
+    QFETCH(QByteArray, archive);
+    QFETCH(QStringList, installed);
+
+    QBScriptedAlerts alerts;
+    m_server.setRoute(tool ? u"/palomet/wit.zip"_qs : u"/wiitdb.zip"_qs, archive);
+    QBGameCenter center;
+    QSignalSpy ended(&center, &QBGameCenter::downloadDidEnd);
+    tool ? center.downloadWIT() : center.downloadDatabase();
+    QVERIFY(ended.wait(20000));
+    QCOMPARE(ended.first().first().toBool(), installed.size() > 1);
+    QCOMPARE(alerts.messages(), installed.size() > 1 ? QStringList() : QStringList{u"Extraction failed."_qs});
+    QCOMPARE(supportEntries(), installed);
+    QVERIFY(supportEntries(u"covers"_qs).isEmpty());
+    if (installed.size() > 1) {
+        QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+        QVERIFY(!QFileInfo(support(u"wiitdb.xml"_qs)).isExecutable());
+    }
+    QVERIFY(!QFile::exists(m_dir.filePath(u"escaped"_qs)));
+    QVERIFY(victimIsUntouched());
 }
 
 void tst_QBGameCenter::downloadsThatCannotStart()

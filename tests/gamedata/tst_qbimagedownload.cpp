@@ -8,6 +8,7 @@
 #include "tasks/qboperationqueue.h"
 
 #include <QBuffer>
+#include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QSignalSpy>
@@ -83,7 +84,7 @@ void tst_QBImageDownload::initTestCase()
 void tst_QBImageDownload::init()
 {
     QSettings().clear();
-    m_server = std::make_unique<QBTestHttpServer>();
+    m_server = std::make_unique<QBTestHttpServer>(QBTestHttpServer::Scheme::Https);
     QBSettings::setValue(SettingsKey::coverServer, m_server->url());
     QBSettings::setValue(SettingsKey::languages, QStringList{u"fr"_qs, u"en"_qs});
     // A fresh support folder, and so an empty covers folder, for each case.
@@ -148,20 +149,29 @@ void tst_QBImageDownload::missingCoverIsFetched_data()
     QTest::addColumn<QByteArray>("served");
     QTest::addColumn<QStringList>("requests");
     QTest::addColumn<bool>("cached");
+    QTest::addColumn<Mode>("mode");
+    QTest::addColumn<bool>("linked");
 
     const QByteArray cover = png(qRgb(0, 0, 255));
+    const QStringList both{coverRequest(u"FR"_qs, u"RMCP01"_qs), coverRequest(u"EN"_qs, u"RMCP01"_qs)};
     QTest::newRow("in the first language") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
-                                           << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true;
+                                           << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true
+                                           << Mode::Normal << false;
     QTest::newRow("US for NTSC-U") << u"NTSC-U"_qs << coverRequest(u"US"_qs, u"RMCP01"_qs) << cover
-                                   << QStringList{coverRequest(u"US"_qs, u"RMCP01"_qs)} << true;
+                                   << QStringList{coverRequest(u"US"_qs, u"RMCP01"_qs)} << true << Mode::Normal
+                                   << false;
     QTest::newRow("English when the language has none")
-            << u"PAL"_qs << coverRequest(u"EN"_qs, u"RMCP01"_qs) << cover
-            << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs), coverRequest(u"EN"_qs, u"RMCP01"_qs)} << true;
-    QTest::newRow("none at all") << u"PAL"_qs << QString() << QByteArray()
-                                 << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs), coverRequest(u"EN"_qs, u"RMCP01"_qs)}
+            << u"PAL"_qs << coverRequest(u"EN"_qs, u"RMCP01"_qs) << cover << both << true << Mode::Normal << false;
+    QTest::newRow("none at all") << u"PAL"_qs << QString() << QByteArray() << both << false << Mode::Normal
                                  << false;
     QTest::newRow("not a picture") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << QByteArray("GIF? no")
-                                   << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << false;
+                                   << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << false << Mode::Normal
+                                   << false;
+    QTest::newRow("without end: dropped at 8 MiB") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs)
+                                                   << QByteArray() << both << false << Mode::Endless << false;
+    QTest::newRow("a link in its place: replaced, not followed")
+            << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
+            << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true << Mode::Normal << true;
 }
 
 void tst_QBImageDownload::missingCoverIsFetched()
@@ -171,10 +181,16 @@ void tst_QBImageDownload::missingCoverIsFetched()
     QFETCH(QByteArray, served);
     QFETCH(QStringList, requests);
     QFETCH(bool, cached);
+    QFETCH(Mode, mode);
+    QFETCH(bool, linked);
 
     if (!servedPath.isEmpty())
-        m_server->setRoute(servedPath, served);
+        m_server->setRoute(servedPath, served, mode);
     QBGameCenter center;
+    const QString victim = m_dir.filePath(u"victim"_qs);
+    QFile::remove(victim);
+    if (linked)
+        QVERIFY(QFile::link(victim, coverPath(u"RMCP01"_qs)));
     QSignalSpy downloaded(&center, &QBGameCenter::imageDidDownload);
     bool cachedWhenPosted = false;
     bool inFlightWhenPosted = true;
@@ -192,24 +208,31 @@ void tst_QBImageDownload::missingCoverIsFetched()
     QCOMPARE(center.images().contains(u"RMCP01"_qs), cached);
     QFile file(coverPath(u"RMCP01"_qs));
     QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), served);
+    QVERIFY(!QFileInfo(file.fileName()).isSymLink() && !QFile::exists(victim));
+    // The download's own file went.
+    QCOMPARE(QFileInfo(file.fileName()).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
+             served.isEmpty() ? 0 : 1);
 }
 
 void tst_QBImageDownload::nothingIsFetched_data()
 {
     QTest::addColumn<bool>("downloadCovers");
     QTest::addColumn<bool>("withFilename");
-    QTest::newRow("downloads off") << false << true;
-    QTest::newRow("a database entry, without a file") << true << false;
+    QTest::addColumn<QString>("id");
+    QTest::newRow("downloads off") << false << true << u"RMCP01"_qs;
+    QTest::newRow("a database entry, without a file") << true << false << u"RMCP01"_qs;
+    QTest::newRow("an ID that is a path") << true << true << u"../../x"_qs;
 }
 
 void tst_QBImageDownload::nothingIsFetched()
 {
     QFETCH(bool, downloadCovers);
     QFETCH(bool, withFilename);
+    QFETCH(QString, id);
     QBSettings::setValue(SettingsKey::downloadCovers, downloadCovers);
     QBGameCenter center;
     QTRY_VERIFY(!center.isParsing());
-    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs, u"PAL"_qs, withFilename)));
+    QVERIFY(!center.getImageForGame(game(id, u"PAL"_qs, withFilename)));
     QTest::qWait(100);
     QVERIFY(center.imagesDownloading().isEmpty());
     QCOMPARE(center.operationQueue()->operationCount(), 0);

@@ -1,26 +1,86 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtesthttpserver.h"
 
-#include <QTcpSocket>
+#include <QProcess>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslServer>
+#include <QSslSocket>
+#include <QTemporaryDir>
 #include <QTimer>
 
-QBTestHttpServer::QBTestHttpServer(QObject *parent)
-    : QObject(parent)
+namespace {
+
+// One key and certificate per test process, trusted by its TLS default.
+QSslConfiguration serverConfiguration()
 {
-    m_server.listen(QHostAddress::LocalHost);
-    connect(&m_server, &QTcpServer::newConnection, this, [this] {
-        while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+    static const QSslConfiguration configuration = [] {
+        QSslConfiguration server = QSslConfiguration::defaultConfiguration();
+        QTemporaryDir dir;
+        QProcess openssl;
+        openssl.start(QStringLiteral("openssl"),
+                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
+                       QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"),
+                       QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"),
+                       QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-addext"),
+                       QStringLiteral("subjectAltName=IP:127.0.0.1"), QStringLiteral("-keyout"),
+                       dir.filePath(QStringLiteral("key.pem")), QStringLiteral("-out"),
+                       dir.filePath(QStringLiteral("cert.pem"))});
+        if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0) {
+            qWarning("openssl could not make a certificate: %s", openssl.readAllStandardError().constData());
+            return server;
+        }
+        QFile key(dir.filePath(QStringLiteral("key.pem")));
+        QFile certificate(dir.filePath(QStringLiteral("cert.pem")));
+        key.open(QIODevice::ReadOnly);
+        certificate.open(QIODevice::ReadOnly);
+        server.setPrivateKey(QSslKey(key.readAll(), QSsl::Ec));
+        server.setLocalCertificate(QSslCertificate(certificate.readAll()));
+        QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
+        trusting.addCaCertificate(server.localCertificate());
+        QSslConfiguration::setDefaultConfiguration(trusting);
+        return server;
+    }();
+    return configuration;
+}
+
+}
+
+QBTestHttpServer::QBTestHttpServer(QObject *parent)
+    : QBTestHttpServer(Scheme::Http, parent)
+{
+}
+
+QBTestHttpServer::QBTestHttpServer(Scheme scheme, QObject *parent)
+    : QObject(parent)
+    , m_scheme(scheme)
+{
+    if (scheme == Scheme::Https) {
+        auto *server = new QSslServer;
+        server->setSslConfiguration(serverConfiguration());
+        m_server.reset(server);
+    } else {
+        m_server = std::make_unique<QTcpServer>();
+    }
+    m_server->listen(QHostAddress::LocalHost);
+    // Over TLS, a connection is pending once its handshake is done.
+    connect(m_server.get(), &QTcpServer::pendingConnectionAvailable, this, [this] {
+        while (QTcpSocket *socket = m_server->nextPendingConnection()) {
             connect(socket, &QTcpSocket::readyRead, this, [this, socket] { readRequest(socket); });
             connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+            if (socket->bytesAvailable() > 0)
+                readRequest(socket);
         }
     });
 }
 
 QString QBTestHttpServer::url() const
 {
-    if (!m_server.isListening())
+    if (!m_server->isListening())
         return QString();
-    return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort());
+    return QStringLiteral("%1://127.0.0.1:%2")
+            .arg(m_scheme == Scheme::Https ? QStringLiteral("https") : QStringLiteral("http"))
+            .arg(m_server->serverPort());
 }
 
 void QBTestHttpServer::setRoute(const QString &path, const QByteArray &body, Mode mode)
@@ -67,6 +127,13 @@ void QBTestHttpServer::answer(QTcpSocket *socket, const QString &path)
         socket->disconnectFromHost();
         return;
     }
+    if (route.mode == Mode::Endless || route.mode == Mode::Oversized) {
+        socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nConnection: close\r\n"
+                      + QByteArray(route.mode == Mode::Oversized ? "Content-Length: 1073741824\r\n" : "")
+                      + "\r\n");
+        sendEndlessly(socket);
+        return;
+    }
     socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\nConnection: close\r\n"
                   "Content-Length: " + QByteArray::number(route.body.size()) + "\r\n\r\n");
     switch (route.mode) {
@@ -94,4 +161,23 @@ void QBTestHttpServer::sendSlowly(QTcpSocket *socket, const QByteArray &body, qs
         return;
     }
     QTimer::singleShot(20, socket, [this, socket, body, offset, piece] { sendSlowly(socket, body, offset + piece); });
+}
+
+// A new piece whenever the last has gone out to the system, until the
+// client leaves.
+void QBTestHttpServer::sendEndlessly(QTcpSocket *socket)
+{
+    static const QByteArray piece(256 << 10, '\0');
+    const auto flushed = [socket] {
+        const auto *tls = qobject_cast<QSslSocket *>(socket);
+        return socket->bytesToWrite() == 0 && (!tls || tls->encryptedBytesToWrite() == 0);
+    };
+    const auto next = [socket, flushed] {
+        if (flushed())
+            socket->write(piece);
+    };
+    connect(socket, &QTcpSocket::bytesWritten, socket, next);
+    if (auto *tls = qobject_cast<QSslSocket *>(socket))
+        connect(tls, &QSslSocket::encryptedBytesWritten, socket, next);
+    socket->write(piece);
 }

@@ -38,40 +38,50 @@ QByteArray make(const QList<Entry> &entries)
 {
     QByteArray archive;
     QByteArray directory;
-    for (const auto &[name, data] : entries) {
-        const QByteArray fileName = name.toUtf8();
-        const quint32 crc = crc32(data);
+    for (const Entry &entry : entries) {
+        const QByteArray fileName = entry.name.toUtf8();
+        const quint32 crc = crc32(entry.data);
         const quint32 offset = quint32(archive.size());
-        // Local header: stored, no data descriptor, UTF-8 names.
+        // qCompress gives a length and a zlib stream; the zip holds the raw
+        // deflate data inside it.
+        const QByteArray data = entry.deflated ? qCompress(entry.data).mid(6).chopped(4) : entry.data;
+        const quint16 method = entry.deflated ? 8 : 0;
+        QByteArray extra;
+        if (!entry.hardLinkTarget.isEmpty()) {
+            put16(extra, 0x000d);
+            put16(extra, quint16(12 + entry.hardLinkTarget.size()));
+            extra += QByteArray(12, '\0') + entry.hardLinkTarget;
+        }
+        // Local header: no data descriptor, UTF-8 names.
         put32(archive, 0x04034b50);
         put16(archive, 20);
         put16(archive, 0x0800);
-        put16(archive, 0);
+        put16(archive, method);
         put32(archive, 0);
         put32(archive, crc);
         put32(archive, quint32(data.size()));
-        put32(archive, quint32(data.size()));
+        put32(archive, quint32(entry.data.size()));
         put16(archive, quint16(fileName.size()));
-        put16(archive, 0);
-        archive += fileName + data;
-        // Its central directory entry, made on Unix with mode 0644.
+        put16(archive, quint16(extra.size()));
+        archive += fileName + extra + data;
+        // Its central directory entry, made on Unix.
         put32(directory, 0x02014b50);
         put16(directory, (3 << 8) | 20);
         put16(directory, 20);
         put16(directory, 0x0800);
-        put16(directory, 0);
+        put16(directory, method);
         put32(directory, 0);
         put32(directory, crc);
         put32(directory, quint32(data.size()));
-        put32(directory, quint32(data.size()));
+        put32(directory, quint32(entry.data.size()));
         put16(directory, quint16(fileName.size()));
+        put16(directory, quint16(extra.size()));
         put16(directory, 0);
         put16(directory, 0);
         put16(directory, 0);
-        put16(directory, 0);
-        put32(directory, quint32(0100644) << 16);
+        put32(directory, entry.mode << 16);
         put32(directory, offset);
-        directory += fileName;
+        directory += fileName + extra;
     }
     const quint32 directoryOffset = quint32(archive.size());
     archive += directory;

@@ -128,9 +128,12 @@ void tst_QBBrowsingTask::cannedOutput()
 void tst_QBBrowsingTask::gameRecordShape()
 {
     QBFakeTool tool;
-    tool.setScript(u"out "_qs + gameSection(u"progress:found"_qs, u"RAAP01"_qs) + u'\n');
+    tool.setScript(u"out "_qs + gameSection(u"progress:found"_qs, u"RAAP01"_qs)
+                   + gameSection(u"progress:found"_qs, u"../../x"_qs) + u'\n');
     const Listing listing = browse({u"list"_qs}, 0);
-    QCOMPARE(listing.games.size(), 1);
+    QCOMPARE(listing.games.size(), 2);
+    // An ID that is not a disc's makes no cover path.
+    QVERIFY(!listing.games.last().contains(GameKey::coverPath));
     const QVariantMap game = listing.games.first();
     QCOMPARE(game.keys(), (QStringList{u"coverPath"_qs, u"filename"_qs, u"filetype"_qs, u"id"_qs,
                                        u"isOnWBFS"_qs, u"region"_qs, u"size"_qs, u"title"_qs}));

@@ -19,6 +19,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSettings>
+#include <QTimer>
 
 namespace {
 
@@ -150,17 +151,46 @@ bool QBDocumentController::hasSavedDocuments()
 
 void QBDocumentController::reopenDocuments()
 {
-    const QVariant saved = QSettings().value(SettingsKey::documents);
+    QSettings settings;
+    const QVariant saved = settings.value(SettingsKey::documents);
     if (!saved.isValid())
         return;
-    const QList<QBDocumentEntry> entries = unarchiveEntries(saved.toString());
-    for (const QBDocumentEntry &entry : entries) {
-        // A folder that has gone is dropped without a word; a partition is
-        // left to fail in its document.
-        if (entry.type == 0 && !QFileInfo::exists(entry.filename))
-            continue;
-        openDocument(entry.filename, entry.type, entry.displayMode);
+    QList<QBDocumentEntry> entries = unarchiveEntries(saved.toString());
+    // A list that no one could have left open (a settings file written by
+    // someone else) would keep the program from starting for minutes.
+    if (entries.size() > maximumReopenedDocuments) {
+        qCWarning(lcApp).noquote() << "Of" << entries.size() << "saved documents, the first"
+                                   << maximumReopenedDocuments << "are reopened and the others dropped";
+        entries.resize(maximumReopenedDocuments);
+        settings.setValue(SettingsKey::documents, archiveEntries(entries));
+        syncSettings(settings, "with the saved documents cut short");
     }
+    // The first window opens now; the others follow one per turn of the
+    // event loop, so that it shows and answers meanwhile.
+    m_reopening = entries;
+    const qsizetype opened = m_documents.size();
+    while (!m_reopening.isEmpty() && m_documents.size() == opened)
+        reopen(m_reopening.takeFirst());
+    if (!m_reopening.isEmpty())
+        QTimer::singleShot(0, this, &QBDocumentController::reopenNext);
+}
+
+void QBDocumentController::reopenNext()
+{
+    if (m_reopening.isEmpty())
+        return;
+    reopen(m_reopening.takeFirst());
+    if (!m_reopening.isEmpty())
+        QTimer::singleShot(0, this, &QBDocumentController::reopenNext);
+}
+
+void QBDocumentController::reopen(const QBDocumentEntry &entry)
+{
+    // A folder that has gone is dropped without a word; a partition is left
+    // to fail in its document.
+    if (entry.type == 0 && !QFileInfo::exists(entry.filename))
+        return;
+    openDocument(entry.filename, entry.type, entry.displayMode);
 }
 
 QString QBDocumentController::archiveEntries(const QList<QBDocumentEntry> &entries)

@@ -78,6 +78,9 @@ public:
     // its window and its saved frame.
     static const QString databaseDocumentName;
     static const QString defaultsResource;
+    // Saved documents beyond this many are not reopened, and are dropped
+    // from the saved list.
+    static constexpr int maximumReopenedDocuments = 64;
 
     explicit QBDocumentController(QObject *parent = nullptr);
     ~QBDocumentController() override;
@@ -161,6 +164,8 @@ private:
     void openWebLink(const QString &pathAndQuery);
     void seedDefaults();
     void reopenDocuments();
+    void reopenNext();
+    void reopen(const QBDocumentEntry &entry);
     void registerDocument(QBDocument *document);
     void forgetDocument(QBDocument *document);
     void watchCurrentGames();
@@ -169,6 +174,8 @@ private:
     int m_buildVersion;
     QString m_defaultsResource;
     QList<QBDocument *> m_documents;
+    // Saved documents still to reopen.
+    QList<QBDocumentEntry> m_reopening;
     // Not owned; cleared when that document closes or is destroyed.
     QPointer<QBDocument> m_currentDocument;
     QList<QMetaObject::Connection> m_currentGamesConnections;

@@ -2,6 +2,7 @@
 #include "qblistcommand.h"
 
 #include "app/qbsettings.h"
+#include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbkeys.h"
@@ -118,7 +119,7 @@ void QBListCommand::list(const QString &path, bool partition)
             QVariantMap game = userInfo.value(UserInfoKey::game).toMap();
             const QBGameCenter *center = QBGameCenter::sharedGameCenter();
             if (center && center->hasDatabase())
-                game.insert(center->databaseRecord(game.value(GameKey::id).toString()));
+                game.insert(QBGameBundle::databaseEntries(center->databaseRecord(game.value(GameKey::id).toString())));
             emit gameListed(game);
             write(game);
             return;

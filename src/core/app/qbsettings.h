@@ -38,6 +38,13 @@ public:
     static void setValue(const QString &key, const QVariant &value);
     static QVariant defaultValue(const QString &key);
 
+    // Called once, before the first settings are read: a settings file (or
+    // its lock) that is a FIFO, a socket or a device would block or flood
+    // every read, so it is treated as missing and the run keeps its
+    // settings in a private folder instead. A folder there needs nothing:
+    // it cannot be read or written, and says so.
+    static void screenFile();
+
     static bool browseRecursively();
     // A command run (and awaited) before every run of wwt that needs access
     // to the WBFS devices; empty means no such step.

@@ -3,6 +3,7 @@
 
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
+#include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfilereveal.h"
 #include "qbfilesystem.h"
@@ -325,7 +326,7 @@ void QBDocument::databaseDidLoad()
     for (const int row : m_gameListController->arrangedSourceRows()) {
         const auto record = database.constFind(m_gameList->value(row, GameKey::id).toString());
         if (record != database.cend())
-            merges.append({row, *record});
+            merges.append({row, QBGameBundle::databaseEntries(*record)});
     }
     m_gameList->mergeEntries(merges);
     emit coverGridReloadRequested();

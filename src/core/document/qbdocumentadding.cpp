@@ -12,6 +12,7 @@
 #include "qblogging.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversiontask.h"
+#include "tasks/qbgameid.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
@@ -149,6 +150,29 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     // document may go (its window closed).
     const QPointer<QBDocument> guard(this);
     QList<QVariantMap> games = dropped;
+
+    // wwt knows the games of a partition by their IDs: it extracts one by
+    // its ID, and a game added to a partition is listed again by its ID. An
+    // ID that is not a disc's is never given to it ("ID=dest" would even
+    // choose the destination), so such a game stops the drop.
+    QList<QVariantMap> unnamed;
+    for (const QVariantMap &game : std::as_const(games)) {
+        if ((m_documentType == Partition || game.value(GameKey::isOnWBFS).toBool())
+            && !QBGameID::isValid(game.value(GameKey::id).toString()))
+            unnamed << game;
+    }
+    if (!unnamed.isEmpty()) {
+        QStringList names;
+        for (const QVariantMap &game : std::as_const(unnamed))
+            names << game.value(GameKey::filename).toString();
+        QBAlert alert;
+        alert.message = displayStringForGames(unnamed) + QStringLiteral(" cannot be transferred.");
+        alert.informativeText = QStringLiteral("On a WBFS partition a game is known by its ID, which is four to "
+                                               "six letters and digits.\n")
+                + nameLines(names);
+        QBAlertPresenter::run(alert);
+        return;
+    }
 
     // A game whose ID is already here.
     QSet<QString> ids;

@@ -3,6 +3,7 @@
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbfilesystem.h"
+#include "tasks/qbgameid.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbrecovertask.h"
@@ -10,6 +11,8 @@
 
 #include <QFileInfo>
 #include <QSet>
+
+#include <algorithm>
 
 #include <algorithm>
 
@@ -121,6 +124,16 @@ void QBDocument::removeGames(const QList<QBListedGame> &games)
     if (!busy.isEmpty()) {
         QBAlertPresenter::run(QBEditing::busyGamesAlert(busy));
         return;
+    }
+    // wwt removes by ID; one that is not a disc's is never given to it.
+    if (m_documentType == Partition) {
+        const auto unnamed = std::count_if(games.cbegin(), games.cend(), [](const QBListedGame &game) {
+            return !QBGameID::isValid(game.value(GameKey::id).toString());
+        });
+        if (unnamed > 0) {
+            QBAlertPresenter::run(QBEditing::removeError(unnamed));
+            return;
+        }
     }
 
     // The files of a folder that hold more games than the one listed: all

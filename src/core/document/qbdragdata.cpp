@@ -44,8 +44,11 @@ std::optional<QList<QVariantMap>> decode(const QByteArray &data)
     if (reader.lastError() != QCborError::NoError || reader.currentOffset() != data.size() || !root.isMap())
         return std::nullopt;
     const QCborMap map = root.toMap();
-    if (map.value(formatKey).toString() != formatName || map.value(versionKey).toInteger(-1) != version
-        || !map.value(gamesKey).isArray())
+    // An integer, not converted from a floating-point number: a huge one
+    // has no integer value at all.
+    const QCborValue dataVersion = map.value(versionKey);
+    if (map.value(formatKey).toString() != formatName || !dataVersion.isInteger()
+        || dataVersion.toInteger() != version || !map.value(gamesKey).isArray())
         return std::nullopt;
     const QCborArray list = map.value(gamesKey).toArray();
     if (list.isEmpty())
@@ -55,12 +58,16 @@ std::optional<QList<QVariantMap>> decode(const QByteArray &data)
     for (const QCborValue &entry : list) {
         if (!entry.isMap())
             return std::nullopt;
-        const QCborMap game = entry.toMap();
-        // What adding a game cannot do without.
-        if (!game.value(GameKey::id).isString() || game.value(GameKey::id).toString().isEmpty()
-            || !game.value(GameKey::filename).isString() || game.value(GameKey::filename).toString().isEmpty())
+        // What adding a game cannot do without, checked on the record that
+        // is used: a map may hold a key twice, and only one value survives
+        // the conversion.
+        QVariantMap game = entry.toMap().toVariantMap();
+        const QVariant id = game.value(GameKey::id);
+        const QVariant filename = game.value(GameKey::filename);
+        if (id.typeId() != QMetaType::QString || id.toString().isEmpty()
+            || filename.typeId() != QMetaType::QString || filename.toString().isEmpty())
             return std::nullopt;
-        games << game.toVariantMap();
+        games << std::move(game);
     }
     return games;
 }

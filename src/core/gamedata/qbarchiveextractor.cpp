@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbarchiveextractor.h"
 
+#include "qbarchivescreening.h"
 #include "qblogging.h"
+#include "qbsavefile.h"
 
-#include <QDir>
-#include <QDirIterator>
+#include <QFile>
 #include <QStandardPaths>
-#include <QTemporaryDir>
 
-#include <filesystem>
-#include <system_error>
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
 
 QBArchiveExtractor::QBArchiveExtractor(QObject *parent)
     : QObject(parent)
@@ -25,95 +26,101 @@ QBArchiveExtractor::~QBArchiveExtractor()
     }
 }
 
-bool QBArchiveExtractor::isSafeEntry(const QString &name)
+void QBArchiveExtractor::start(const QString &archive, const QString &name, const QString &destination,
+                               qint64 maximumSize, QFileDevice::Permissions permissions)
 {
-    if (name.isEmpty() || name.startsWith(u'/') || name.startsWith(u'\\'))
-        return false;
-    const QStringList parts = QString(name).replace(u'\\', u'/').split(u'/');
-    return !parts.contains(QStringLiteral(".."));
-}
-
-void QBArchiveExtractor::start(const QString &archive, const QString &destination)
-{
-    m_archive = archive;
-    m_destination = destination;
-    // One name per line, nothing else.
-    runUnzip({QStringLiteral("-Z1"), archive}, &QBArchiveExtractor::listed);
-}
-
-void QBArchiveExtractor::runUnzip(const QStringList &arguments, void (QBArchiveExtractor::*next)())
-{
+    m_name = name;
+    m_permissions = permissions;
+    QFile file(archive);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(file.errorString());
+        return;
+    }
+    const QBArchiveScreening::Result screening = QBArchiveScreening::screen(file, name.toUtf8(), maximumSize);
+    if (screening.verdict != QBArchiveScreening::Verdict::Accepted) {
+        fail(QStringLiteral("archive refused: ") + QBArchiveScreening::describe(screening.verdict));
+        return;
+    }
+    m_size = screening.size;
     const QString unzip = QStandardPaths::findExecutable(QStringLiteral("unzip"));
     if (unzip.isEmpty()) {
-        qCWarning(lcGameData) << "unzip is not installed";
-        end(false);
+        fail(QStringLiteral("unzip is not installed"));
         return;
     }
-    disconnect(m_next);
-    m_next = connect(&m_process, &QProcess::finished, this, next, Qt::QueuedConnection);
+    m_file = std::make_unique<QBSaveFile>(destination);
+    if (!m_file->open()) {
+        fail(m_file->errorString());
+        return;
+    }
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &QBArchiveExtractor::readOutput);
+    connect(&m_process, &QProcess::finished, this, &QBArchiveExtractor::unpacked, Qt::QueuedConnection);
+    connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            fail(m_process.errorString());
+    });
+#ifdef Q_OS_UNIX
+    // No terminal to ask for a password on: a run from a shell must not
+    // stop and wait.
+    m_process.setChildProcessModifier([] { ::setsid(); });
+#endif
     m_process.setProcessChannelMode(QProcess::SeparateChannels);
-    m_process.start(unzip, arguments);
+    m_process.setStandardInputFile(QProcess::nullDevice());
+    // -p: the entry to standard output, no file written; the name has no
+    // wildcard, so it matches that entry alone.
+    m_process.start(unzip, {QStringLiteral("-p"), archive, name});
 }
 
-void QBArchiveExtractor::listed()
+void QBArchiveExtractor::readOutput()
 {
-    if (m_process.exitStatus() != QProcess::NormalExit || m_process.exitCode() != 0) {
-        qCInfo(lcGameData).noquote() << "Not a readable zip archive:" << m_archive
-                                     << m_process.readAllStandardError().trimmed();
-        end(false);
+    const QByteArray data = m_process.readAllStandardOutput();
+    if (m_ended)
+        return;
+    // The screened size is the most that may come, whatever the archive
+    // really holds.
+    if (m_file->size() + data.size() > m_size) {
+        fail(QStringLiteral("unpacks to more than its announced %1 bytes").arg(m_size));
         return;
     }
-    const QStringList names = QString::fromUtf8(m_process.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
-    for (const QString &name : names) {
-        if (!isSafeEntry(name)) {
-            qCWarning(lcGameData).noquote() << "Archive refused, unsafe entry:" << name;
-            end(false);
-            return;
-        }
-    }
-    m_scratch = std::make_unique<QTemporaryDir>(m_destination + QStringLiteral("/.unpacking-XXXXXX"));
-    if (!m_scratch->isValid()) {
-        qCWarning(lcGameData).noquote() << "Cannot unpack into" << m_destination << m_scratch->errorString();
-        end(false);
-        return;
-    }
-    runUnzip({QStringLiteral("-o"), QStringLiteral("-q"), m_archive, QStringLiteral("-d"), m_scratch->path()},
-             &QBArchiveExtractor::unpacked);
+    if (!m_file->write(data))
+        fail(m_file->errorString());
 }
 
 void QBArchiveExtractor::unpacked()
 {
+    readOutput();
+    if (m_ended)
+        return;
     if (m_process.exitStatus() != QProcess::NormalExit || m_process.exitCode() != 0) {
-        qCWarning(lcGameData).noquote() << "unzip failed:" << m_process.readAllStandardError().trimmed();
-        end(false);
+        fail(QStringLiteral("unzip failed: ") + QString::fromLocal8Bit(m_process.readAllStandardError().trimmed()));
         return;
     }
-    end(moveIntoPlace());
+    if (m_file->size() != m_size) {
+        fail(QStringLiteral("unpacks to %1 bytes, not its announced %2").arg(m_file->size()).arg(m_size));
+        return;
+    }
+    if (!m_file->commit(m_name, m_permissions)) {
+        fail(m_file->errorString());
+        return;
+    }
+    end(true);
 }
 
-// rename() replaces each installed file in one step; a folder entry is
-// merged file by file.
-bool QBArchiveExtractor::moveIntoPlace()
+void QBArchiveExtractor::fail(const QString &reason)
 {
-    const QDir scratch(m_scratch->path());
-    QDirIterator it(scratch.path(), QDir::Files | QDir::System | QDir::Hidden, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QString source = it.next();
-        const QString target = m_destination + u'/' + scratch.relativeFilePath(source);
-        const std::filesystem::path to(QFile::encodeName(target).toStdString());
-        std::error_code error;
-        std::filesystem::create_directories(to.parent_path(), error);
-        std::filesystem::rename(QFile::encodeName(source).toStdString(), to, error);
-        if (error) {
-            qCWarning(lcGameData).noquote() << "Cannot install" << target << QString::fromStdString(error.message());
-            return false;
-        }
+    if (m_ended)
+        return;
+    qCWarning(lcGameData).noquote() << "Cannot install" << m_name << u'-' << reason;
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.disconnect(this);
+        m_process.kill();
+        m_process.waitForFinished(1000);
     }
-    return true;
+    end(false);
 }
 
 void QBArchiveExtractor::end(bool success)
 {
-    m_scratch.reset();
-    emit finished(success);
+    m_ended = true;
+    m_file.reset();
+    QMetaObject::invokeMethod(this, [this, success] { emit finished(success); }, Qt::QueuedConnection);
 }

@@ -1,20 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QFileDevice>
 #include <QObject>
 #include <QProcess>
 
 #include <memory>
 
-class QTemporaryDir;
+class QBSaveFile;
 
-// Unpacks a zip archive into a folder with unzip, without blocking the
-// event loop. The archive's entry names are screened first: one that is
-// absolute or climbs out with ".." refuses the whole archive before
-// anything is written. Entries are unpacked into a scratch folder inside
-// the destination and then moved into place one by one, so a failure while
-// unpacking (a corrupt or truncated archive, a full disk) leaves the files
-// already installed as they were.
+// Installs the one file that a downloaded zip archive is for ("wiitdb.xml",
+// "wit" or "wwt") into a folder, without blocking the event loop. Nothing
+// else of the archive is ever written anywhere. The entry is screened first
+// (QBArchiveScreening: a regular file, once, of bounded size); unzip then
+// writes it to a pipe, never to the disk itself, and it goes into a private
+// file in the folder that replaces the installed one in one step, and only
+// when it came out whole and of the announced size.
 class QBArchiveExtractor : public QObject
 {
     Q_OBJECT
@@ -23,24 +24,23 @@ public:
     explicit QBArchiveExtractor(QObject *parent = nullptr);
     ~QBArchiveExtractor() override;
 
-    void start(const QString &archive, const QString &destination);
-
-    // True for an entry name that stays inside the destination.
-    static bool isSafeEntry(const QString &name);
+    // finished() follows, never from within this call.
+    void start(const QString &archive, const QString &name, const QString &destination, qint64 maximumSize,
+               QFileDevice::Permissions permissions);
 
 signals:
     void finished(bool success);
 
 private:
-    void listed();
+    void readOutput();
     void unpacked();
-    bool moveIntoPlace();
-    void runUnzip(const QStringList &arguments, void (QBArchiveExtractor::*next)());
+    void fail(const QString &reason);
     void end(bool success);
 
     QProcess m_process;
-    QString m_archive;
-    QString m_destination;
-    std::unique_ptr<QTemporaryDir> m_scratch;
-    QMetaObject::Connection m_next;
+    QString m_name;
+    qint64 m_size = 0;
+    QFileDevice::Permissions m_permissions;
+    std::unique_ptr<QBSaveFile> m_file;
+    bool m_ended = false;
 };

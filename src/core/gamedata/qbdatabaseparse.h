@@ -57,6 +57,11 @@ public:
     QString databasePath() const { return m_databasePath; }
     void cancel() override;
 
+    // The largest database read: well above the real one, far below what
+    // a small machine holds as a tree. A larger file, or one that is not a
+    // regular file (a FIFO would block the read for good), cannot be loaded.
+    static constexpr qint64 maximumFileSize = qint64(256) << 20;
+
     // The whole parse, on the calling thread. Empty when the file cannot be
     // loaded, or when cancelled is set after a child of the root. A game
     // without id text is skipped; a date whose attributes name no day, and

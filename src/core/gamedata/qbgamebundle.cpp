@@ -56,7 +56,7 @@ QBGameBundle::QBGameBundle(QSharedPointer<QBGameRecord> record, bool merge, QObj
 {
     QBGameCenter *center = QBGameCenter::sharedGameCenter();
     if (merge && center && center->hasDatabase())
-        m_record->addEntries(center->databaseRecord(m_record->value(GameKey::id).toString()));
+        m_record->addEntries(databaseEntries(center->databaseRecord(m_record->value(GameKey::id).toString())));
     m_record->bindCover(center);
     connect(m_record.get(), &QBGameRecord::valueChanged, this, [this](const QString &key) {
         emit valueChanged(key);
@@ -70,6 +70,15 @@ QBGameBundle::QBGameBundle(QSharedPointer<QBGameRecord> record, bool merge, QObj
     m_imageSubtitle = subtitle(m_record->values());
     if (merge)
         m_imageVersion = 0;
+}
+
+QVariantMap QBGameBundle::databaseEntries(const QVariantMap &record)
+{
+    QVariantMap entries = record;
+    for (const QString &key : {GameKey::filename, GameKey::coverPath, GameKey::isOnWBFS, GameKey::size,
+                               GameKey::filetype, GameKey::id, coverKey})
+        entries.remove(key);
+    return entries;
 }
 
 QBGameBundle *QBGameBundle::copy(QObject *parent) const

@@ -58,8 +58,16 @@ class QBGameBundle : public QObject
 public:
     // Wraps a game record (browsing task keys). When the shared game center
     // holds a database, the game's database record is merged in first, its
-    // values winning (the localised title, the database's region).
+    // values winning (the localised title, the database's region), except
+    // for the keys of databaseEntries.
     explicit QBGameBundle(const QVariantMap &game, QObject *parent = nullptr);
+
+    // What of a database record goes over a game record: everything but
+    // the keys that locate and describe the game's file (filename,
+    // coverPath, isOnWBFS, size, filetype, id) and its cover, which the
+    // tool and the cache alone give. A database's locale may hold any
+    // element; none of them decides which file Remove or Rename acts on.
+    static QVariantMap databaseEntries(const QVariantMap &record);
 
     // A bundle around the very same record: changes through either show in
     // both. The database is merged again (no change when it is the same)

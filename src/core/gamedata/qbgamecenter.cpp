@@ -4,11 +4,13 @@
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
 #include "qbarchiveextractor.h"
+#include "qbfiledownload.h"
 #include "qbimagedownload.h"
 #include "qblanguages.h"
 #include "qblogging.h"
-#include "qbsavefile.h"
+#include "qbregularfile.h"
 #include "qbsupportfolder.h"
+#include "tasks/qbgameid.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
@@ -18,8 +20,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QLocale>
 #include <QStandardPaths>
 
@@ -31,6 +31,11 @@ const QString wiitdb = QStringLiteral("wiitdb");
 const QString wiitdbXml = QStringLiteral("wiitdb.xml");
 const QString witName = QStringLiteral("wit");
 const QString wwtName = QStringLiteral("wwt");
+
+// A download ends beyond this size; what it unpacks to is bounded too: the
+// database by what the parser reads, a tool by far more than it needs.
+constexpr qint64 archiveSizeLimit = qint64(256) << 20;
+constexpr qint64 toolSizeLimit = qint64(64) << 20;
 
 void alert(const QString &message, const QString &informativeText = QString())
 {
@@ -51,6 +56,8 @@ QBGameCenter::QBGameCenter(QObject *parent)
     m_supportFolder = QBSupportFolder::path();
     if (m_supportFolder.isEmpty())
         qCWarning(lcGameData).noquote() << "The support folder cannot be made:" << QBSupportFolder::location();
+    else
+        QBSupportFolder::removeLeftovers();
     m_languages = QBLanguages::preferenceList(QBLanguages::userLanguages());
     m_coverReaders.setMaxThreadCount(qMax(2, QThread::idealThreadCount()));
     parseDatabase();
@@ -58,10 +65,8 @@ QBGameCenter::QBGameCenter(QObject *parent)
 
 QBGameCenter::~QBGameCenter()
 {
-    if (m_reply) {
-        m_reply->disconnect(this);
-        m_reply->abort();
-    }
+    delete m_extractor;
+    delete m_download;
     m_coverReaders.clear();
     m_coverReaders.waitForDone();
     m_operationQueue->cancelAllOperations();
@@ -194,9 +199,10 @@ void QBGameCenter::startDownload(const QString &name, const QString &installedNa
 void QBGameCenter::downloadResourceAtURL(const QString &urlText)
 {
     const QString dataFolder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (!QDir().mkpath(dataFolder)) {
+    if (!QDir().mkpath(dataFolder) || m_supportFolder.isEmpty()) {
         setDownloadString(QString());
-        alert(QStringLiteral("The folder “%1” could not be created.").arg(dataFolder),
+        alert(QStringLiteral("The folder “%1” could not be created.")
+                      .arg(m_supportFolder.isEmpty() ? QBSupportFolder::location() : dataFolder),
               QStringLiteral("Please check that you may write there and that the disk is not full."));
         return;
     }
@@ -208,94 +214,82 @@ void QBGameCenter::downloadResourceAtURL(const QString &urlText)
               QStringLiteral("Please try again later."));
         return;
     }
-    QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    request.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
-    request.setTransferTimeout(60000);
-    m_downloadData.clear();
     m_downloadSize = -1;
     setDownloadPercent(0);
     setDownloadDeterminate(false);
-    m_reply = m_network->get(request);
-    connect(m_reply, &QNetworkReply::metaDataChanged, this, &QBGameCenter::responseReceived);
-    connect(m_reply, &QNetworkReply::readyRead, this, &QBGameCenter::dataReceived);
-    connect(m_reply, &QNetworkReply::finished, this, &QBGameCenter::transferEnded);
+    // Into the support folder: private to the user, on the disk where the
+    // file it holds is installed.
+    m_download = new QBFileDownload(m_network, url, m_supportFolder, archiveSizeLimit, this);
+    connect(m_download, &QBFileDownload::responseReceived, this, &QBGameCenter::responseReceived);
+    connect(m_download, &QBFileDownload::dataReceived, this, &QBGameCenter::dataReceived);
+    connect(m_download, &QBFileDownload::finished, this, &QBGameCenter::transferEnded);
+    m_download->start();
     setDownloadWindowVisible(true);
 }
 
-void QBGameCenter::responseReceived()
+void QBGameCenter::responseReceived(qint64 length)
 {
-    m_downloadData.clear();
-    const QVariant length = m_reply->header(QNetworkRequest::ContentLengthHeader);
-    m_downloadSize = length.isValid() ? length.toLongLong() : -1;
+    m_downloadSize = length;
     // Without an announced length there is nothing to measure against; the
     // bar stays busy until the end.
     setDownloadDeterminate(m_downloadSize > 0);
 }
 
-void QBGameCenter::dataReceived()
+void QBGameCenter::dataReceived(qint64 received)
 {
-    m_downloadData += m_reply->readAll();
     if (m_downloadSize > 0)
-        setDownloadPercent(double(m_downloadData.size()) * 100.0 / double(m_downloadSize));
+        setDownloadPercent(double(received) * 100.0 / double(m_downloadSize));
 }
 
-void QBGameCenter::transferEnded()
+void QBGameCenter::transferEnded(bool success)
 {
-    QNetworkReply *reply = m_reply;
-    reply->deleteLater();
-    if (reply->error() != QNetworkReply::NoError) {
-        m_downloadData.clear();
-        setDownloadString(QString());
-        setDownloadWindowVisible(false);
-        alert(reply->errorString());
+    if (!success) {
+        const QString error = m_download->errorString();
+        // The menu is free again when the alert shows.
+        endDownload(false, error);
         return;
     }
-    m_downloadData += reply->readAll();
     setDownloadDeterminate(false);
-    const QString archive = QDir::temp().filePath(m_downloadString);
-    QString error;
-    if (!QBSaveFile::write(archive, m_downloadData, &error)) {
-        setDownloadWindowVisible(false);
-        alert(QStringLiteral("The file “%1” couldn't be saved.").arg(archive), error);
-        endDownload();
-        return;
-    }
-    m_downloadData.clear();
-    if (m_supportFolder.isEmpty()) {
-        extractionEnded(false);
-        return;
-    }
+    const bool database = m_downloadString == wiitdb;
+    const QFileDevice::Permissions readable =
+            QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+    const QFileDevice::Permissions executable =
+            readable | QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
     m_extractor = new QBArchiveExtractor(this);
     connect(m_extractor, &QBArchiveExtractor::finished, this, &QBGameCenter::extractionEnded);
-    m_extractor->start(archive, m_supportFolder);
+    m_extractor->start(m_download->file().fileName(), database ? wiitdbXml : m_downloadString, m_supportFolder,
+                       database ? QBDatabaseParse::maximumFileSize : toolSizeLimit,
+                       database ? readable : executable);
 }
 
 void QBGameCenter::extractionEnded(bool success)
 {
+    setDownloadWindowVisible(false);
+    // The menu stays taken while the alert shows.
+    if (!success)
+        alert(QStringLiteral("Extraction failed."));
+    else if (m_downloadString == wiitdb)
+        parseDatabase();
+    endDownload(success);
+}
+
+void QBGameCenter::endDownload(bool installed, const QString &error)
+{
+    // The archive goes with its download.
     if (m_extractor) {
         m_extractor->deleteLater();
         m_extractor = nullptr;
     }
-    setDownloadWindowVisible(false);
-    if (!success) {
-        alert(QStringLiteral("Extraction failed."));
-    } else if (m_downloadString == wiitdb) {
-        parseDatabase();
-    } else {
-        // Archives do not always keep the mode bits; the tools must run.
-        QFile tool(m_supportFolder + u'/' + m_downloadString);
-        if (tool.exists())
-            tool.setPermissions(tool.permissions() | QFile::ExeOwner | QFile::ExeUser | QFile::ExeGroup
-                                | QFile::ExeOther);
+    if (m_download) {
+        m_download->file().remove();
+        m_download->deleteLater();
+        m_download = nullptr;
     }
-    endDownload();
-}
-
-void QBGameCenter::endDownload()
-{
-    m_downloadData.clear();
+    setDownloadWindowVisible(false);
     setDownloadString(QString());
+    if (!error.isEmpty())
+        alert(error);
+    emit downloadDidEnd(installed);
 }
 
 QBGameCenter::MenuItem QBGameCenter::validateUserInterfaceItem(Download action) const
@@ -370,7 +364,9 @@ void QBGameCenter::setDownloadPercent(double percent)
 bool QBGameCenter::getImageForGame(const QVariantMap &game)
 {
     const QString id = game.value(GameKey::id).toString();
-    if (m_imagesDownloading.contains(id) || m_supportFolder.isEmpty())
+    // An ID not of a disc's form has no cover file, so nothing to read or
+    // fetch.
+    if (!QBGameID::isValid(id) || m_imagesDownloading.contains(id) || m_supportFolder.isEmpty())
         return false;
     if (m_images.contains(id))
         return true;
@@ -387,7 +383,11 @@ void QBGameCenter::readCover(const QVariantMap &game, bool downloaded)
 {
     m_imagesReading.insert(game.value(GameKey::id).toString());
     m_coverReaders.start([this, game, downloaded] {
-        const QImage image(game.value(GameKey::coverPath).toString());
+        // The path made from the ID, not one a record carries; nothing but
+        // a regular file is read, so a FIFO put there cannot block.
+        const std::optional<QByteArray> data = QBRegularFile::read(
+                QBSupportFolder::coverPath(game.value(GameKey::id).toString()), QBImageDownload::maximumSize);
+        const QImage image = data ? QImage::fromData(*data) : QImage();
         QMetaObject::invokeMethod(this, [this, game, image, downloaded] { coverRead(game, image, downloaded); },
                                   Qt::QueuedConnection);
     });
@@ -422,7 +422,10 @@ void QBGameCenter::downloadCover(const QVariantMap &game)
 
 QString QBGameCenter::pathForCoverOfGame(const QVariantMap &game) const
 {
-    return QStringLiteral("%1/covers/%2.png ").arg(m_supportFolder, game.value(GameKey::id).toString());
+    const QString id = game.value(GameKey::id).toString();
+    if (!QBGameID::isValid(id))
+        return QString();
+    return QStringLiteral("%1/covers/%2.png ").arg(m_supportFolder, id);
 }
 
 void QBGameCenter::setImage(const QString &id, const QImage &image)

@@ -14,9 +14,9 @@
 #include <QVariantMap>
 
 class QBArchiveExtractor;
+class QBFileDownload;
 class QBOperationQueue;
 class QNetworkAccessManager;
-class QNetworkReply;
 
 // Tells everything that shows one game ID that its cover has arrived.
 class QBCoverEntry : public QObject
@@ -90,7 +90,10 @@ public:
     void parseDatabase();
     bool isParsing() const { return m_parses > 0; }
 
-    // Downloads of the tools and the database, one at a time.
+    // Downloads of the tools and the database, one at a time. Each archive
+    // is saved privately in the support folder, bounded in size and in
+    // time without data; only the file it is for is installed from it
+    // (QBArchiveExtractor), and the archive is removed at the end.
     void downloadWIT();
     void downloadWWT();
     void downloadDatabase();
@@ -106,7 +109,8 @@ public:
     // Covers. getImageForGame answers whether the cover is cached now; when
     // it is not, the cover file is read off the event loop, or fetched when
     // missing, and arrives through coverEntry(id) (and, for a fetch,
-    // imageDidDownload).
+    // imageDidDownload). Only a game whose ID is of a disc's form (QBGameID)
+    // has a cover; pathForCoverOfGame is empty for the others.
     bool getImageForGame(const QVariantMap &game);
     QString pathForCoverOfGame(const QVariantMap &game) const;
     // The place to give a game's file a custom icon; nothing to do here.
@@ -144,6 +148,9 @@ public:
 signals:
     // A new database is in place.
     void databaseDidLoad();
+    // A download of the tools or the database has ended, with its file
+    // installed or not (any alert has been answered).
+    void downloadDidEnd(bool installed);
     // A cover fetch has ended; the cache already holds the cover if it
     // could be read.
     void imageDidDownload(const QVariantMap &game);
@@ -162,11 +169,12 @@ private:
     void startDownload(const QString &name, const QString &installedName, const QString &url,
                        const QString &updating, const QString &downloading);
     void downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading);
-    void responseReceived();
-    void dataReceived();
-    void transferEnded();
+    void responseReceived(qint64 length);
+    void dataReceived(qint64 received);
+    void transferEnded(bool success);
     void extractionEnded(bool success);
-    void endDownload();
+    // Shows the error, if any, once the download is over.
+    void endDownload(bool installed, const QString &error = QString());
     void setDownloadString(const QString &name);
     void setDownloadText(const QString &text);
     void setDownloadWindowVisible(bool visible);
@@ -189,12 +197,11 @@ private:
 
     QString m_downloadString;
     QString m_downloadText;
-    QByteArray m_downloadData;
     qint64 m_downloadSize = 0;
     bool m_downloadWindowVisible = false;
     bool m_downloadDeterminate = false;
     double m_downloadPercent = 0;
-    QPointer<QNetworkReply> m_reply;
+    QBFileDownload *m_download = nullptr;
     QBArchiveExtractor *m_extractor = nullptr;
 
     QHash<QString, QImage> m_images;

@@ -3,12 +3,12 @@
 
 #include "app/qbsettings.h"
 #include "qblanguages.h"
-#include "qbsavefile.h"
+#include "qbfiledownload.h"
+#include "qbsupportfolder.h"
+#include "tasks/qbgameid.h"
 #include "tasks/qbkeys.h"
 
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QUrl>
 
 QBImageDownload::QBImageDownload(const QVariantMap &game, QNetworkAccessManager *manager, QObject *parent)
@@ -28,6 +28,8 @@ QString QBImageDownload::coverLanguage(const QVariantMap &game)
 
 QUrl QBImageDownload::coverUrl(const QString &language, const QString &id)
 {
+    if (!QBGameID::isValid(id))
+        return QUrl();
     return QUrl(QBSettings::value(SettingsKey::coverServer).toString()
                 + QStringLiteral("/wii/cover3D/%1/%2.png").arg(language, id));
 }
@@ -39,25 +41,28 @@ void QBImageDownload::main()
 
 void QBImageDownload::fetch(const QString &language, bool fallback)
 {
-    if (!m_manager) {
+    const QString id = m_game.value(GameKey::id).toString();
+    if (!m_manager || !QBGameID::isValid(id)) {
         end();
         return;
     }
-    QNetworkRequest request(coverUrl(language, m_game.value(GameKey::id).toString()));
-    request.setTransferTimeout(60000);
-    m_reply = m_manager->get(request);
-    connect(m_reply, &QNetworkReply::finished, this, [this, fallback] { fetchFinished(fallback); });
+    m_download = new QBFileDownload(m_manager, coverUrl(language, id), QBSupportFolder::location() + QStringLiteral("/covers"),
+                                    maximumSize, this);
+    connect(m_download, &QBFileDownload::finished, this,
+            [this, fallback](bool success) { fetchFinished(success, fallback); });
+    m_download->start();
 }
 
 // An answer that is an error (404 included) is no data; anything else is
 // written as it came.
-void QBImageDownload::fetchFinished(bool fallback)
+void QBImageDownload::fetchFinished(bool success, bool fallback)
 {
-    QNetworkReply *reply = m_reply;
-    reply->deleteLater();
-    const QByteArray data = reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
-    const bool written = !data.isEmpty()
-            && QBSaveFile::write(m_game.value(GameKey::coverPath).toString(), data);
+    const QString name = m_game.value(GameKey::id).toString() + QStringLiteral(".png");
+    const bool written = success && m_download->file().size() > 0
+            && m_download->file().commit(name, QFileDevice::ReadOwner | QFileDevice::WriteOwner
+                                                       | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+    m_download->deleteLater();
+    m_download = nullptr;
     if (written || fallback)
         end();
     else

@@ -6,18 +6,24 @@
 #include <QPointer>
 #include <QVariantMap>
 
+class QBFileDownload;
 class QNetworkAccessManager;
-class QNetworkReply;
 
-// Fetches one game's cover from the cover server into the game's
-// coverPath: first in the game's language, then in English. It always ends
-// with imageDidDownload, whether or not a picture arrived; what was written
-// is only found out when the file is read back.
+// Fetches one game's cover from the cover server into the covers folder:
+// first in the game's language, then in English. It always ends with
+// imageDidDownload, whether or not a picture arrived; what was written is
+// only found out when the file is read back. The file is named after the
+// ID alone (a game whose ID is not of a disc's form gets none), is written
+// privately and put in place in one step, as a regular file that replaces
+// whatever had its name (a link included, never followed), and a fetch
+// larger than maximumSize is dropped.
 class QBImageDownload : public QBOperation
 {
     Q_OBJECT
 
 public:
+    static constexpr qint64 maximumSize = qint64(8) << 20;
+
     // game: a game record (id, region, coverPath); the manager is shared
     // with the game center's other downloads.
     QBImageDownload(const QVariantMap &game, QNetworkAccessManager *manager, QObject *parent = nullptr);
@@ -27,7 +33,8 @@ public:
     // "US" for an NTSC-U game, else the user's first language upper-cased
     // as it stands (en-GB gives EN-GB), "EN" when there is none.
     static QString coverLanguage(const QVariantMap &game);
-    // The cover's address on the server set in "coverServer".
+    // The cover's address on the server set in "coverServer"; none for an
+    // ID that is not of a disc's form.
     static QUrl coverUrl(const QString &language, const QString &id);
 
 signals:
@@ -38,10 +45,10 @@ protected:
 
 private:
     void fetch(const QString &language, bool fallback);
-    void fetchFinished(bool fallback);
+    void fetchFinished(bool success, bool fallback);
     void end();
 
     QVariantMap m_game;
     QPointer<QNetworkAccessManager> m_manager;
-    QPointer<QNetworkReply> m_reply;
+    QBFileDownload *m_download = nullptr;
 };

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbsupportfolder.h"
 
+#include "qbsavefile.h"
+#include "tasks/qbgameid.h"
+
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QStandardPaths>
 
@@ -46,7 +51,30 @@ QString QBSupportFolder::pathForResource(const QString &name)
 
 QString QBSupportFolder::coverPath(const QString &id)
 {
+    if (!QBGameID::isValid(id))
+        return QString();
     return location() + QStringLiteral("/covers/") + id + QStringLiteral(".png");
+}
+
+void QBSupportFolder::removeLeftovers()
+{
+    // ".unpacking-" folders were the scratch folders of earlier builds.
+    const QStringList patterns{QBSaveFile::leftoverPrefix + u'*', QStringLiteral(".unpacking-*")};
+    const QDateTime before = QDateTime::currentDateTimeUtc().addSecs(-10 * 60);
+    for (const QString &folder : {location(), QString(location() + QStringLiteral("/covers"))}) {
+        QDirIterator it(folder, patterns, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+        while (it.hasNext()) {
+            const QFileInfo leftover(it.next());
+            if (leftover.lastModified() > before)
+                continue;
+            // A link goes itself; a folder with what it holds, links
+            // inside it not followed.
+            if (leftover.isDir() && !leftover.isSymLink())
+                QDir(leftover.filePath()).removeRecursively();
+            else
+                QFile::remove(leftover.filePath());
+        }
+    }
 }
 
 QString QBSupportFolder::toolPath(const QString &tool)

@@ -65,7 +65,10 @@ void QBBrowsingTask::endSection(const QString &)
                     QBTextNumber::gigabytesFromBytes(game.value(GameKey::size).toString()));
         game.insert(GameKey::title, game.take(GameKey::name));
         const QString id = game.value(GameKey::id).toString();
-        game.insert(GameKey::coverPath, QBSupportFolder::coverPath(id));
+        // No cover file for an ID not of a disc's form: it would make a
+        // path of its own.
+        if (const QString coverPath = QBSupportFolder::coverPath(id); !coverPath.isEmpty())
+            game.insert(GameKey::coverPath, coverPath);
         const bool onPartition = m_hasPartitionInfos && !m_partitionInfos.isEmpty();
         if (onPartition)
             game.insert(GameKey::filename, QString(game.value(GameKey::filename).toString() + u'/' + id));
