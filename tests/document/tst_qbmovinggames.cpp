@@ -535,6 +535,7 @@ void tst_QBMovingGames::removingAndRecovering()
     QCOMPARE(partition->document()->gameListController()->games()->rowCount(), 1);
     partition->document()->gameListController()->setFilter(u"id"_qs, {});
     QCOMPARE(values(partition, u"id"_qs), QStringList{ids.at(2)});
+    QCOMPARE(tasks.take().last(), QBBrowsingTask::partitionArguments(part));
 
     // A WBFS file in a folder holds three games: removing one of its rows
     // names them all, and all three leave with the file.
