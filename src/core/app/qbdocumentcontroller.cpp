@@ -4,12 +4,12 @@
 #include "app/qbalertpresenter.h"
 #include "app/qbgamelistexport.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "conversion/qbconversioncontroller.h"
 #include "document/qbdocument.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbpartitionlist.h"
-#include "qblogging.h"
 #include "tasks/qbtask.h"
 
 #include <QDesktopServices>

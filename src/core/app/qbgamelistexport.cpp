@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamelistexport.h"
 
+#include "base/qblogging.h"
 #include "gamedata/qbimagedownload.h"
-#include "qblogging.h"
 #include "tasks/qbkeys.h"
 
 #include <QFileInfo>

@@ -3,10 +3,10 @@
 
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "qbconversionbundle.h"
 #include "qbconversionlistmodel.h"
 #include "qbfreedesktopintegration.h"
-#include "qblogging.h"
 #include "qbprogressdrawing.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qbkeys.h"

@@ -3,11 +3,11 @@
 
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfilereveal.h"
 #include "qbfilesystem.h"
 #include "qbgamefiltermodel.h"
-#include "qblogging.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"

@@ -2,6 +2,7 @@
 #include "qbdocumentadding.h"
 
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
@@ -9,7 +10,6 @@
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbgamefiltermodel.h"
-#include "qblogging.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qbkeys.h"

@@ -3,10 +3,10 @@
 
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "qbarchiveextractor.h"
 #include "qbimagedownload.h"
 #include "qblanguages.h"
-#include "qblogging.h"
 #include "qbsavefile.h"
 #include "qbsupportfolder.h"
 #include "tasks/qbkeys.h"

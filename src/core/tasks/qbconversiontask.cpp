@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversiontask.h"
 
+#include "base/qblogging.h"
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversionhandler.h"
 #include "qbkeys.h"
-#include "qblogging.h"
 #include "qbtextnumber.h"
 
 #include <QDir>

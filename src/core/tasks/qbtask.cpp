@@ -2,8 +2,8 @@
 #include "qbtask.h"
 
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "gamedata/qbsupportfolder.h"
-#include "qblogging.h"
 
 #include <QElapsedTimer>
 #include <QProcess>

@@ -3,13 +3,13 @@
 
 #include "app/qbgamelistexport.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "document/qbdocumentwindow.h"
 #include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "panels/qbselectpartitionpanel.h"
 #include "qbapplicationmenus.h"
-#include "qblogging.h"
 #include "qbpreferenceswindow.h"
 #include "qbstartwindow.h"
 

@@ -3,6 +3,7 @@
 
 #include "app/qbalertpresenter.h"
 #include "app/qbsettings.h"
+#include "base/qblogging.h"
 #include "conversion/qbconversionsbutton.h"
 #include "document/qbcoverthumbnails.h"
 #include "document/qbdragdata.h"
@@ -14,7 +15,6 @@
 #include "qbcoverdelegate.h"
 #include "qbdragimage.h"
 #include "qbgameviews.h"
-#include "qblogging.h"
 
 #include <QAction>
 #include <QApplication>
