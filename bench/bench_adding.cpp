@@ -5,7 +5,7 @@
 // second screening and the queuing of one conversion per game; then the
 // conversions popover with that many rows, shown and scrolled. The queue is
 // held, so no tool runs. See BENCHMARKS.md.
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "conversion/qbconversionspopover.h"

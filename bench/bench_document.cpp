@@ -4,7 +4,7 @@
 // keystroke in its search field, sorting it by title, and scrolling the
 // cover grid of a folder of 5,000 games whose covers are on disk. See
 // BENCHMARKS.md.
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "document/qbcoverthumbnails.h"
 #include "document/qbdocumentwindow.h"
 #include "document/qbgamefiltermodel.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "document/qbdocument.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"

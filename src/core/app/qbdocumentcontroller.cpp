@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentcontroller.h"
 
-#include "app/qbalertpresenter.h"
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "document/qbdocument.h"
 #include "document/qbgamefiltermodel.h"

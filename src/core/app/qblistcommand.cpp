@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qblistcommand.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "gamedata/qbgamecenter.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbkeys.h"

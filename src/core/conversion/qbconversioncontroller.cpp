@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversioncontroller.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "qbconversionbundle.h"
 #include "qbconversionlistmodel.h"
 #include "qbfreedesktopintegration.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocument.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfilereveal.h"
 #include "qbfilesystem.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentadding.h"
 
-#include "app/qbsettings.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbimagedownload.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "qblanguages.h"
 #include "qbsavefile.h"
 #include "tasks/qbkeys.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qblanguages.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 
 #include <QLocale>
 #include <QSettings>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtask.h"
 
-#include "app/qbsettings.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "gamedata/qbsupportfolder.h"
 
 #include <QElapsedTimer>

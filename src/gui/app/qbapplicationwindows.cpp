@@ -2,8 +2,8 @@
 #include "qbapplicationwindows.h"
 
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
 #include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "document/qbdocumentwindow.h"
 #include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamecenter.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbpreferenceswindow.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 
 #include <QCheckBox>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbrenamepanel.h"
 
-#include "app/qbalertpresenter.h"
+#include "base/qbalertpresenter.h"
 #include "document/qbdocument.h"
 #include "gamedata/qbgamebundle.h"
 #include "qbsharedpanel.h"

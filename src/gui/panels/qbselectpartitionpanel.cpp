@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbselectpartitionpanel.h"
 
-#include "app/qbalertpresenter.h"
+#include "base/qbalertpresenter.h"
 #include "panels/qbpartitionlist.h"
 #include "qbsharedpanel.h"
 #include "tasks/qbkeys.h"
