@@ -4,8 +4,8 @@
 // the event loop is kept from running at a time until every cover is in the
 // cache. See BENCHMARKS.md.
 #include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbsyntheticdatabase.h"
 
 #include <QCoreApplication>

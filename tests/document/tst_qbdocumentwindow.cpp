@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "document/qbdocumentwindow.h"
 #include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbscriptedalerts.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbsupportfolder.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"

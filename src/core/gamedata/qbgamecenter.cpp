@@ -3,12 +3,12 @@
 
 #include "base/qbalertpresenter.h"
 #include "base/qblogging.h"
+#include "base/qbsavefile.h"
 #include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "qbarchiveextractor.h"
 #include "qbimagedownload.h"
 #include "qblanguages.h"
-#include "qbsavefile.h"
-#include "qbsupportfolder.h"
 #include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbimagedownload.h"
 
+#include "base/qbsavefile.h"
 #include "base/qbsettings.h"
 #include "qblanguages.h"
-#include "qbsavefile.h"
 #include "tasks/qbkeys.h"
 
 #include <QNetworkAccessManager>

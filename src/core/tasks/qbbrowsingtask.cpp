@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbbrowsingtask.h"
 
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbsupportfolder.h"
 #include "qbkeys.h"
 #include "qbtextnumber.h"
 

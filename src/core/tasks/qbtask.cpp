@@ -3,7 +3,7 @@
 
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbsupportfolder.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
