@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "base/qbsettings.h"
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
@@ -9,7 +10,6 @@
 #include "qbscriptedalerts.h"
 #include "qbtestimages.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QAbstractItemModelTester>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversionhandler.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qblistcommand.h"
 
+#include "base/qbkeys.h"
 #include "base/qbsettings.h"
 #include "gamedata/qbgamecenter.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 
 #include <QDateTime>
 #include <QFileInfo>

@@ -2,6 +2,7 @@
 #include "qbconversioncontroller.h"
 
 #include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
 #include "qbconversionbundle.h"
@@ -9,7 +10,6 @@
 #include "qbfreedesktopintegration.h"
 #include "qbprogressdrawing.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QCoreApplication>

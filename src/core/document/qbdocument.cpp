@@ -2,6 +2,7 @@
 #include "qbdocument.h"
 
 #include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
 #include "gamedata/qbgamecenter.h"
@@ -9,7 +10,6 @@
 #include "qbfilesystem.h"
 #include "qbgamefiltermodel.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QFileInfo>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentadding.h"
 
+#include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
 #include "conversion/qbconversionbundle.h"
@@ -12,7 +13,6 @@
 #include "qbgamefiltermodel.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QSet>

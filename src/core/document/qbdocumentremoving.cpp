@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "conversion/qbconversioncontroller.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbfilesystem.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbrecovertask.h"
 #include "tasks/qbremovetask.h"

@@ -2,6 +2,7 @@
 #include "qbgamecenter.h"
 
 #include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsavefile.h"
 #include "base/qbsettings.h"
@@ -9,7 +10,6 @@
 #include "qbarchiveextractor.h"
 #include "qbimagedownload.h"
 #include "qblanguages.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QDate>

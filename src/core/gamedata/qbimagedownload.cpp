@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbimagedownload.h"
 
+#include "base/qbkeys.h"
 #include "base/qbsavefile.h"
 #include "base/qbsettings.h"
 #include "qblanguages.h"
-#include "tasks/qbkeys.h"
 
 #include <QNetworkAccessManager>
 #include <QNetworkReply>

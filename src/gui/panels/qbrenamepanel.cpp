@@ -2,11 +2,11 @@
 #include "qbrenamepanel.h"
 
 #include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "document/qbdocument.h"
 #include "gamedata/qbgamebundle.h"
 #include "qbsharedpanel.h"
 #include "qbtokenfield.h"
-#include "tasks/qbkeys.h"
 
 #include <QDialogButtonBox>
 #include <QFileInfo>

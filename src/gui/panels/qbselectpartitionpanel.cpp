@@ -2,9 +2,9 @@
 #include "qbselectpartitionpanel.h"
 
 #include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "panels/qbpartitionlist.h"
 #include "qbsharedpanel.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbscanningtask.h"
 
