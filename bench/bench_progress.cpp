@@ -8,11 +8,11 @@
 // arrive, each followed by the event processing that paints.
 
 #include "base/qbkeys.h"
-#include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "conversion/qbconversionspopover.h"
 #include "conversion/qbfreedesktopintegration.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qboperationqueue.h"
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "base/qbkeys.h"
-#include "conversion/qbconversionbundle.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 
 // A wit conversion with a fresh bundle, as a document prepares it.

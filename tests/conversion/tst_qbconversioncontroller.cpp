@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/qbkeys.h"
 #include "base/qbsettings.h"
-#include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "qbconversiontestutil.h"
@@ -9,6 +8,7 @@
 #include "qbrecordingdesktop.h"
 #include "qbscriptedalerts.h"
 #include "qbtestimages.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qboperationqueue.h"
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/qbkeys.h"
-#include "conversion/qbconversionbundle.h"
-#include "conversion/qbconversionhandler.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"
+#include "tasks/qbconversionbundle.h"
+#include "tasks/qbconversionhandler.h"
 #include "tasks/qbconversiontask.h"
 
 #include <QDir>

@@ -5,10 +5,10 @@
 #include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
-#include "qbconversionbundle.h"
 #include "qbconversionlistmodel.h"
 #include "qbfreedesktopintegration.h"
 #include "qbprogressdrawing.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qboperationqueue.h"
 

@@ -2,7 +2,7 @@
 #include "qbconversionlistmodel.h"
 
 #include "base/qbkeys.h"
-#include "qbconversionbundle.h"
+#include "tasks/qbconversionbundle.h"
 
 #include <QImage>
 

@@ -4,7 +4,6 @@
 #include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
-#include "conversion/qbconversionbundle.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbnamingpanel.h"
@@ -12,6 +11,7 @@
 #include "qbdocumentediting.h"
 #include "qbgamefiltermodel.h"
 #include "tasks/qbbrowsingtask.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 #include "tasks/qboperationqueue.h"
 

@@ -4,8 +4,8 @@
 #include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbtextnumber.h"
-#include "conversion/qbconversionbundle.h"
-#include "conversion/qbconversionhandler.h"
+#include "qbconversionbundle.h"
+#include "qbconversionhandler.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 #include "qbconversionbundle.h"
 
 #include "base/qbkeys.h"
-#include "tasks/qbconversiontask.h"
+#include "qbconversiontask.h"
 
 QBConversionBundle::QBConversionBundle(const QVariantMap &values, QObject *parent)
     : QObject(parent)
