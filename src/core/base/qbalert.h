@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // A modal question or message: the message, an informative text and up to
 // three buttons. An empty alternate or other button is not shown.
@@ -12,6 +13,10 @@ struct QBAlert
     QString defaultButton = QStringLiteral("OK");
     QString alternateButton;
     QString otherButton;
+
+    // Names as alerts list them: one per line; from 11 names on, the first
+    // 9 and a line "...".
+    static QString nameLines(const QStringList &names);
 };
 
 // Answers to an alert: which button the user chose.

@@ -277,14 +277,6 @@ QString QBDocument::displayStringForGames(const QList<QVariantMap> &games)
     return displayString(games.size(), games.isEmpty() ? QVariant() : games.first().value(GameKey::filename));
 }
 
-QString QBDocument::nameLines(const QStringList &names)
-{
-    // Deliberately 9, not 10, when the list is cut.
-    if (names.size() >= 11)
-        return (names.mid(0, 9) << QStringLiteral("...")).join(u'\n');
-    return names.join(u'\n');
-}
-
 // --- Display mode and filter ----------------------------------------------
 
 void QBDocument::setDisplayMode(int mode)

@@ -64,7 +64,7 @@ QBAlert skipAlert(Screening screening, const QStringList &filenames)
                                                 "destination drive. Do you want to skip them?",
                                                 ulong(filenames.size()));
     }
-    alert.informativeText = QBDocument::nameLines(filenames);
+    alert.informativeText = QBAlert::nameLines(filenames);
     alert.defaultButton = QStringLiteral("Skip");
     alert.alternateButton = QStringLiteral("Continue");
     alert.otherButton = QStringLiteral("Cancel");

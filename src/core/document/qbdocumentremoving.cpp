@@ -69,7 +69,7 @@ QBAlert removeConfirmation(int documentType, const QString &games, const QList<S
         shared += QStringLiteral("'%1' holds %2 games, which are all removed with it:\n%3\n\n")
                           .arg(lastPathComponent(file.filename))
                           .arg(file.titles.size())
-                          .arg(QBDocument::nameLines(file.titles));
+                          .arg(QBAlert::nameLines(file.titles));
     }
     alert.informativeText = documentType == QBDocument::Folder
             ? shared + QStringLiteral("This operation cannot be undone.")
@@ -94,7 +94,7 @@ QBAlert busyGamesAlert(const QStringList &filenames)
 {
     QBAlert alert;
     alert.message = QStringLiteral("There are some games being transferred, please wait before removing them.");
-    alert.informativeText = QBDocument::nameLines(filenames);
+    alert.informativeText = QBAlert::nameLines(filenames);
     return alert;
 }
 
