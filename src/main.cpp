@@ -117,7 +117,7 @@ int runHeadless(int argc, char **argv)
     QString format;
     if (exporting) {
         format = parser.isSet(formatOption) ? parser.value(formatOption)
-                                            : QBSettings::value(SettingsKey::exportFormat).toString();
+                                            : QBSettings::exportFormat();
         if (parser.isSet(formatOption) && format != QLatin1String("html") && format != QLatin1String("txt"))
             return usageError(parser, QStringLiteral("--format is html or txt"));
         if (parser.value(exportOption).isEmpty())

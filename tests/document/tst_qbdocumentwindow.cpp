@@ -407,7 +407,7 @@ void tst_QBDocumentWindow::selectionDisplayModesAndDetails()
     window->close();
     QVERIFY(!popover->isVisible());
     QCOMPARE(willClose.size(), 1);
-    QVERIFY(!QSettings().value(QBDocumentWindow::frameKey(m_library.folder)).toByteArray().isEmpty());
+    QVERIFY(!QBSettings::windowFrame(m_library.folder).isEmpty());
 }
 
 void tst_QBDocumentWindow::filterSortColumnsAndReload()

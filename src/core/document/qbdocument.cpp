@@ -281,7 +281,7 @@ QString QBDocument::displayStringForGames(const QList<QVariantMap> &games)
 
 void QBDocument::setDisplayMode(int mode)
 {
-    QBSettings::setValue(SettingsKey::displayMode, mode);
+    QBSettings::setDisplayMode(mode);
     if (QBGameCenter *center = QBGameCenter::sharedGameCenter())
         center->hideDetailsView();
     if (m_displayMode == mode)

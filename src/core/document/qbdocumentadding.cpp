@@ -179,8 +179,8 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     }
 
     // The destinations, and what is already there or in use.
-    const QString extension = QBSettings::value(SettingsKey::conversionFormat).toString();
-    const bool createParentDirectory = QBSettings::value(SettingsKey::shouldCreateParentDirectory).toBool();
+    const QString extension = QBSettings::conversionFormat();
+    const bool createParentDirectory = QBSettings::shouldCreateParentDirectory();
     // Taken now: the list may have grown while the panel was open.
     QSet<QString> filenames;
     for (const QBListedGame &game : this->games())
@@ -215,8 +215,8 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     }
 
     // One conversion per game, handed over at once.
-    const qint64 splitSize = QBSettings::value(SettingsKey::splitSize).toLongLong();
-    const QString compressionMode = QBSettings::value(SettingsKey::compressionMode).toString();
+    const qint64 splitSize = QBSettings::splitSize();
+    const QString compressionMode = QBSettings::compressionMode();
     QBGameCenter *center = QBGameCenter::sharedGameCenter();
     QList<QBConversionTask *> tasks;
     tasks.reserve(games.size());

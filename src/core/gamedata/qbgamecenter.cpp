@@ -162,7 +162,7 @@ void QBGameCenter::downloadWWT()
 
 void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading)
 {
-    const QString server = QBSettings::value(SettingsKey::toolServer).toString();
+    const QString server = QBSettings::toolServer();
     if (server.isEmpty()) {
         // No site offers the tools for this system: its own package does.
         alert(QStringLiteral("Please install the package \"wit\" of your system."),
@@ -176,7 +176,7 @@ void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updat
 void QBGameCenter::downloadDatabase()
 {
     startDownload(wiitdb, wiitdbXml,
-                  QBSettings::value(SettingsKey::databaseServer).toString() + QStringLiteral("/wiitdb.zip"),
+                  QBSettings::databaseServer() + QStringLiteral("/wiitdb.zip"),
                   QStringLiteral("Updating the database ... "), QStringLiteral("Downloading the database ..."));
 }
 
@@ -406,7 +406,7 @@ void QBGameCenter::coverRead(const QVariantMap &game, const QImage &image, bool 
         emit imageDidDownload(game);
         return;
     }
-    if (image.isNull() && QBSettings::value(SettingsKey::downloadCovers).toBool()
+    if (image.isNull() && QBSettings::downloadCovers()
         && !game.value(GameKey::filename).toString().isEmpty())
         downloadCover(game);
 }
@@ -530,7 +530,7 @@ QString QBGameCenter::textForValue(const QVariant &value)
 
 QUrl QBGameCenter::gamePageUrl(const QString &id)
 {
-    QUrl url(QBSettings::value(SettingsKey::databaseServer).toString());
+    QUrl url(QBSettings::databaseServer());
     url.setPath(QStringLiteral("/Wii/") + id);
     return url;
 }

@@ -28,7 +28,7 @@ QString QBImageDownload::coverLanguage(const QVariantMap &game)
 
 QUrl QBImageDownload::coverUrl(const QString &language, const QString &id)
 {
-    return QUrl(QBSettings::value(SettingsKey::coverServer).toString()
+    return QUrl(QBSettings::coverServer()
                 + QStringLiteral("/wii/cover3D/%1/%2.png").arg(language, id));
 }
 

@@ -4,7 +4,6 @@
 #include "base/qbsettings.h"
 
 #include <QLocale>
-#include <QSettings>
 
 namespace {
 
@@ -22,8 +21,8 @@ QStringList userLanguages()
 {
     if (!overridden().isEmpty())
         return overridden();
-    if (QSettings().contains(SettingsKey::languages))
-        return QBSettings::value(SettingsKey::languages).toStringList();
+    if (QBSettings::hasLanguages())
+        return QBSettings::languages();
     return reduce(QLocale::system().uiLanguages());
 }
 
