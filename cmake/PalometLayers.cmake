@@ -18,10 +18,10 @@
 # targets that link its library, and an include against the direction fails
 # to compile. (A single include root for all of src/core would show every
 # header to every library.) A core library and its gui library share the
-# spelling ("conversion/..."); their headers are named after the classes
-# they hold, so they never collide. palomet_check_layers() then refuses,
-# at configure time, a link against the direction and an include by a
-# parent path ("../"), the two ways around the include roots.
+# spelling ("conversion/..."), so their file names must differ.
+# palomet_check_layers() refuses at configure time what would get around
+# the include roots (a link against the direction, an include by a parent
+# path "../") and a gui file named like a core one.
 
 set(palomet_rank_base 0)
 set(palomet_rank_tasks 1)
@@ -91,6 +91,11 @@ function(palomet_check_layers)
             file(STRINGS ${source} parent_includes REGEX "^[ \t]*#[ \t]*include[ \t]*\"[.][.]/")
             if(parent_includes)
                 message(FATAL_ERROR "${source} includes by a parent path: ${parent_includes}")
+            endif()
+            # "conversion/x.h" must name one header, not a gui and a core one.
+            get_filename_component(name ${source} NAME)
+            if(half STREQUAL "gui" AND EXISTS ${PROJECT_SOURCE_DIR}/src/core/${subsystem}/${name})
+                message(FATAL_ERROR "${source} has the name of a header of src/core/${subsystem}")
             endif()
         endforeach()
     endforeach()
