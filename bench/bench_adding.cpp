@@ -5,7 +5,8 @@
 // second screening and the queuing of one conversion per game; then the
 // conversions popover with that many rows, shown and scrolled. The queue is
 // held, so no tool runs. See BENCHMARKS.md.
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "conversion/qbconversionspopover.h"
@@ -13,7 +14,6 @@
 #include "document/qbdragdata.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "gamedata/qbsupportfolder.h"
 #include "panels/qbrenamepanel.h"
 #include "panels/qbtokenfield.h"
 #include "tasks/qboperationqueue.h"

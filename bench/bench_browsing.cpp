@@ -5,10 +5,10 @@
 // pipe. All are timed in turn in the same run, so that the machine's state
 // weighs on each alike.
 
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbkeys.h"
+#include "base/qbsupportfolder.h"
 #include "qbtestimages.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -3,9 +3,9 @@
 // all on disk, as a document does when it lists them, and measures how long
 // the event loop is kept from running at a time until every cover is in the
 // cache. See BENCHMARKS.md.
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbsyntheticdatabase.h"
 
 #include <QCoreApplication>

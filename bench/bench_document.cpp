@@ -4,13 +4,13 @@
 // keystroke in its search field, sorting it by title, and scrolling the
 // cover grid of a folder of 5,000 games whose covers are on disk. See
 // BENCHMARKS.md.
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "document/qbcoverthumbnails.h"
 #include "document/qbdocumentwindow.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbsyntheticdatabase.h"
 
 #include <QApplication>

@@ -5,7 +5,7 @@
 // written. See BENCHMARKS.md.
 //   bench_export [runs] [games] [delay-ms]
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "qbsyntheticdatabase.h"
 #include "qbtesthttpserver.h"
 

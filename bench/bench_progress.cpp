@@ -7,13 +7,13 @@
 // and the sections are fed through readData() as a tool's output would
 // arrive, each followed by the event processing that paints.
 
-#include "conversion/qbconversionbundle.h"
+#include "base/qbkeys.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "conversion/qbconversionspopover.h"
 #include "conversion/qbfreedesktopintegration.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QApplication>

@@ -4,8 +4,8 @@
 // readData() to a browsing task and, for comparison, to a plain task that
 // reads no section.
 
+#include "base/qbkeys.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -16,8 +16,8 @@ endif()
 
 # With CMake 3.25 and Ninja, automoc does not rerun when a target gains a
 # source: the description it works from is only an order-only dependency of
-# its step. A header added to palomet_core or palomet_gui would go without
-# its moc until the build folder is cleaned. Dropping the step's timestamp
+# its step. A header added to one of the libraries would go without its
+# moc until the build folder is cleaned. Dropping the step's timestamp
 # at each configure (which is when source lists change) makes it run again;
 # it only regenerates what changed.
 function(palomet_track_autogen_sources target)

@@ -5,9 +5,9 @@
 #include "app/qbinstancechannel.h"
 #include "app/qblistcommand.h"
 #include "app/qbmessageboxpresenter.h"
-#include "app/qbsettings.h"
 #include "app/qbsignalwatcher.h"
 #include "app/qbupdatedatabasecommand.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qblanguages.h"
@@ -139,7 +139,7 @@ int runHeadless(int argc, char **argv)
     QString format;
     if (exporting) {
         format = parser.isSet(formatOption) ? parser.value(formatOption)
-                                            : QBSettings::value(SettingsKey::exportFormat).toString();
+                                            : QBSettings::exportFormat();
         if (parser.isSet(formatOption) && format != QLatin1String("html") && format != QLatin1String("txt"))
             return usageError(parser, QStringLiteral("--format is html or txt"));
         if (parser.value(exportOption).isEmpty())

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "qbtesthttpserver.h"
 
 #include <QFile>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qblistcommand.h"
-#include "qbfaketool.h"
-#include "app/qbsettings.h"
 #include "app/qbupdatedatabasecommand.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbsupportfolder.h"
+#include "qbfaketool.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 #include "qbtestzip.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "conversion/qbconversionbundle.h"
+#include "base/qbkeys.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 
 // A wit conversion with a fresh bundle, as a document prepares it.
 inline QBConversionTask *conversion(const QStringList &arguments, const QString &source,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
-#include "conversion/qbconversionbundle.h"
+#include "base/qbkeys.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversionlistmodel.h"
 #include "qbconversiontestutil.h"
@@ -8,8 +8,8 @@
 #include "qbrecordingdesktop.h"
 #include "qbscriptedalerts.h"
 #include "qbtestimages.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QAbstractItemModelTester>

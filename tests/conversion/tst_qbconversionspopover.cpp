@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
 #include "app/qbstartwindow.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "conversion/qbconversiondelegate.h"
 #include "conversion/qbconversionlistmodel.h"

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "document/qbdocumentwindow.h"
 #include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbscriptedalerts.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
@@ -407,7 +407,7 @@ void tst_QBDocumentWindow::selectionDisplayModesAndDetails()
     window->close();
     QVERIFY(!popover->isVisible());
     QCOMPARE(willClose.size(), 1);
-    QVERIFY(!QSettings().value(QBDocumentWindow::frameKey(m_library.folder)).toByteArray().isEmpty());
+    QVERIFY(!QBSettings::windowFrame(m_library.folder).isEmpty());
 }
 
 void tst_QBDocumentWindow::filterSortColumnsAndReload()

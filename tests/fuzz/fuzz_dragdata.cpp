@@ -2,8 +2,8 @@
 // The private drag format, as another program could put it on a drop.
 #include "fuzzsupport.h"
 
+#include "base/qbkeys.h"
 #include "document/qbdragdata.h"
-#include "tasks/qbkeys.h"
 
 #include <cstddef>
 #include <cstdint>

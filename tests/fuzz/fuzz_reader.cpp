@@ -6,10 +6,10 @@
 // output behind one byte is a seed.
 #include "fuzzsupport.h"
 
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbgameid.h"
+#include "base/qbkeys.h"
+#include "base/qbsupportfolder.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbgameid.h"
-#include "tasks/qbkeys.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbsupportfolder.h"
 
 #include <QDataStream>
 #include <QFile>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbscriptedalerts.h"
 #include "qbtesthttpserver.h"
 #include "qbtestzip.h"

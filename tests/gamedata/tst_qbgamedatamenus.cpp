@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbscriptedalerts.h"
 #include "qbtesthttpserver.h"
 #include "qbtestzip.h"

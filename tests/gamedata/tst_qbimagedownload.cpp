@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbimagedownload.h"
 #include "gamedata/qblanguages.h"
-#include "gamedata/qbsupportfolder.h"
 #include "qbtesthttpserver.h"
 #include "tasks/qboperationqueue.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "panels/qbselectpartitionpanel.h"
 #include "qbfaketool.h"
 #include "qbpaneltestutil.h"

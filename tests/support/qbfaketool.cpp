@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbfaketool.h"
 
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbsupportfolder.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "gamedata/qbsupportfolder.h"
+#include "base/qbkeys.h"
+#include "base/qbsupportfolder.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"
-#include "tasks/qbkeys.h"
 
 #include <QStandardPaths>
 #include <QTemporaryDir>

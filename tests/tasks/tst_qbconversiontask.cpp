@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "conversion/qbconversionbundle.h"
-#include "conversion/qbconversionhandler.h"
+#include "base/qbkeys.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"
+#include "tasks/qbconversionbundle.h"
+#include "tasks/qbconversionhandler.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 
 #include <QDir>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "qbfaketool.h"
 #include "qbtasktestutil.h"
 #include "qbtestimages.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qbrecovertask.h"
 #include "tasks/qbremovetask.h"
 #include "tasks/qbrenametask.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qbkeys.h"
+#include "base/qbsettings.h"
 #include "qbfaketool.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qbscanningtask.h"
 
 #include <QSignalSpy>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/qbsettings.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "qbfaketool.h"
-#include "qblogging.h"
 #include "tasks/qbtask.h"
 
 #include <QFile>

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentcontroller.h"
 
-#include "app/qbalertpresenter.h"
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "document/qbdocument.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbpartitionlist.h"
-#include "qblogging.h"
 #include "tasks/qbtask.h"
 
 #include <QDesktopServices>
@@ -18,7 +18,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSettings>
 #include <QTimer>
 
 namespace {
@@ -51,16 +50,10 @@ bool toolIsReady(const QString &tool)
     return false;
 }
 
-// QSettings::status() is no help here: on some systems sync() answers
-// AccessError after writing the file. What matters is whether the file,
-// or the folder that would hold it, can be written at all.
-void syncSettings(QSettings &settings, const char *what)
+void syncSettings(const char *what)
 {
-    settings.sync();
-    const QFileInfo file(settings.fileName());
-    const bool writable = file.exists() ? file.isFile() && file.isWritable() : QFileInfo(file.path()).isWritable();
-    if (!writable)
-        qCWarning(lcApp).noquote() << "The settings could not be written" << what << "to" << settings.fileName();
+    if (!QBSettings::sync())
+        qCWarning(lcApp).noquote() << "The settings could not be written" << what << "to" << QBSettings::fileName();
 }
 
 }
@@ -98,12 +91,11 @@ int QBDocumentController::programBuildVersion()
 
 void QBDocumentController::applicationDidFinishLaunching()
 {
-    QSettings settings;
-    if (settings.value(SettingsKey::lastVersion).toInt() != m_buildVersion) {
+    if (QBSettings::lastVersion() != m_buildVersion) {
         seedDefaults();
         // The welcome is only considered on a launch of a new build, even
         // if firstAlert has gone since.
-        if (!settings.value(SettingsKey::firstAlert).toBool()) {
+        if (!QBSettings::firstAlert()) {
             QBAlert alert;
             alert.message = QStringLiteral("Welcome to Palomet!");
             alert.informativeText =
@@ -117,8 +109,8 @@ void QBDocumentController::applicationDidFinishLaunching()
                                      "install WWT by selecting 'File > Download WWT' and follow the instructions "
                                      "on the Palomet website by selecting 'Help > Palomet Help'.");
             QBAlertPresenter::run(alert);
-            settings.setValue(SettingsKey::firstAlert, true);
-            syncSettings(settings, "after the welcome");
+            QBSettings::setFirstAlert(true);
+            syncSettings("after the welcome");
         }
     }
     reopenDocuments();
@@ -128,42 +120,33 @@ void QBDocumentController::applicationDidFinishLaunching()
 // a new build adds its new keys and leaves the user's choices alone.
 void QBDocumentController::seedDefaults()
 {
-    QSettings settings;
     QFile file(m_defaultsResource);
     QJsonParseError error{};
     const QJsonDocument defaults =
             file.open(QIODevice::ReadOnly) ? QJsonDocument::fromJson(file.readAll(), &error) : QJsonDocument();
     if (!defaults.isObject())
         qCWarning(lcApp).noquote() << "No defaults were read from" << m_defaultsResource;
-    const QVariantMap values = defaults.object().toVariantMap();
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (!settings.contains(it.key()))
-            settings.setValue(it.key(), it.value());
-    }
-    settings.setValue(SettingsKey::lastVersion, m_buildVersion);
-    syncSettings(settings, "after seeding the defaults");
+    QBSettings::addMissing(defaults.object().toVariantMap());
+    QBSettings::setLastVersion(m_buildVersion);
+    syncSettings("after seeding the defaults");
 }
 
 bool QBDocumentController::hasSavedDocuments()
 {
-    return !unarchiveEntries(QSettings().value(SettingsKey::documents).toString()).isEmpty();
+    return !unarchiveEntries(QBSettings::documents()).isEmpty();
 }
 
 void QBDocumentController::reopenDocuments()
 {
-    QSettings settings;
-    const QVariant saved = settings.value(SettingsKey::documents);
-    if (!saved.isValid())
-        return;
-    QList<QBDocumentEntry> entries = unarchiveEntries(saved.toString());
+    QList<QBDocumentEntry> entries = unarchiveEntries(QBSettings::documents());
     // A list that no one could have left open (a settings file written by
     // someone else) would keep the program from starting for minutes.
     if (entries.size() > maximumReopenedDocuments) {
         qCWarning(lcApp).noquote() << "Of" << entries.size() << "saved documents, the first"
                                    << maximumReopenedDocuments << "are reopened and the others dropped";
         entries.resize(maximumReopenedDocuments);
-        settings.setValue(SettingsKey::documents, archiveEntries(entries));
-        syncSettings(settings, "with the saved documents cut short");
+        QBSettings::setDocuments(archiveEntries(entries));
+        syncSettings("with the saved documents cut short");
     }
     // The first window opens now; the others follow one per turn of the
     // event loop, so that it shows and answers meanwhile.
@@ -263,9 +246,8 @@ void QBDocumentController::terminateWithoutQuestions()
 
 void QBDocumentController::saveDocuments()
 {
-    QSettings settings;
     if (m_documents.isEmpty()) {
-        settings.remove(SettingsKey::documents);
+        QBSettings::removeDocuments();
     } else {
         // Only the database open still stores a list, an empty one.
         QList<QBDocumentEntry> entries;
@@ -274,9 +256,9 @@ void QBDocumentController::saveDocuments()
             if (document->documentType() != QBDocument::Database)
                 entries.append({document->filename(), document->documentType(), document->displayMode()});
         }
-        settings.setValue(SettingsKey::documents, archiveEntries(entries));
+        QBSettings::setDocuments(archiveEntries(entries));
     }
-    syncSettings(settings, "with the open documents");
+    syncSettings("with the open documents");
 }
 
 bool QBDocumentController::applicationShouldHandleReopen()
@@ -384,7 +366,7 @@ bool QBDocumentController::applicationOpenFile(const QString &path)
 {
     if (documentForFilename(path))
         return false;
-    openDocument(QFileInfo(path).path(), QBDocument::Folder, QBSettings::value(SettingsKey::displayMode).toInt());
+    openDocument(QFileInfo(path).path(), QBDocument::Folder, QBSettings::displayMode());
     return true;
 }
 
@@ -413,7 +395,7 @@ void QBDocumentController::openPath()
         return;
     const QString path = m_views->runOpenPanel();
     if (!path.isEmpty())
-        openDocument(path, QBDocument::Folder, QBSettings::value(SettingsKey::displayMode).toInt());
+        openDocument(path, QBDocument::Folder, QBSettings::displayMode());
 }
 
 void QBDocumentController::openPartition()
@@ -431,7 +413,7 @@ void QBDocumentController::openPartition()
         return;
     const QString path = m_views->runPartitionPanel(QStringLiteral("Open WBFS partition"));
     if (!path.isEmpty())
-        openDocument(path, QBDocument::Partition, QBSettings::value(SettingsKey::displayMode).toInt());
+        openDocument(path, QBDocument::Partition, QBSettings::displayMode());
 }
 
 // A file formatted as a WBFS partition opens as a partition does.
@@ -449,7 +431,7 @@ void QBDocumentController::openWbfsFile()
         QBAlertPresenter::run(alert);
         return;
     }
-    openDocument(path, QBDocument::Partition, QBSettings::value(SettingsKey::displayMode).toInt());
+    openDocument(path, QBDocument::Partition, QBSettings::displayMode());
 }
 
 void QBDocumentController::openDatabase()
@@ -461,7 +443,7 @@ void QBDocumentController::openDatabase()
 
 QUrl QBDocumentController::webLink(const QString &pathAndQuery)
 {
-    QString site = QBSettings::value(SettingsKey::toolServer).toString();
+    QString site = QBSettings::toolServer();
     if (site.isEmpty())
         return {};
     while (site.endsWith(u'/'))
@@ -530,12 +512,12 @@ void QBDocumentController::exportGameList()
     if (chosen.isEmpty() || !document)
         return;
     // The format as the panel left it.
-    const QString format = QBSettings::value(SettingsKey::exportFormat).toString();
+    const QString format = QBSettings::exportFormat();
     QList<QVariantMap> games;
     for (const QBListedGame &game : document->games())
         games.append(QBGameListExport::exportedValues(game.values()));
     auto *job = new QBGameListExport(document->filename(), games, format, chosen, this);
-    QBSettings::setValue(SettingsKey::exportFolder, QFileInfo(job->path()).absolutePath());
+    QBSettings::setExportFolder(QFileInfo(job->path()).absolutePath());
     // The progress goes before the alert comes.
     m_views->exportDidStart(job);
     connect(job, &QBGameListExport::finished, this, [job] {

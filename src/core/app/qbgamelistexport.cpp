@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamelistexport.h"
 
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
 #include "gamedata/qbimagedownload.h"
-#include "qblogging.h"
-#include "tasks/qbkeys.h"
 
 #include <QFileInfo>
 #include <QNetworkAccessManager>

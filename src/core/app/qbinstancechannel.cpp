@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbinstancechannel.h"
 
-#include "qblogging.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QSettings>
 #include <QStandardPaths>
 
 namespace {
@@ -27,7 +27,7 @@ QBInstanceChannel::QBInstanceChannel(const QString &name, QObject *parent)
 
 QString QBInstanceChannel::defaultName()
 {
-    const QByteArray settings = QSettings().fileName().toUtf8();
+    const QByteArray settings = QBSettings::fileName().toUtf8();
     const QString tag = QString::fromLatin1(QCryptographicHash::hash(settings, QCryptographicHash::Sha1).toHex().left(12));
     const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
     const QString name = QStringLiteral("palomet-") + tag;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qblistcommand.h"
 
-#include "app/qbsettings.h"
+#include "base/qbkeys.h"
+#include "base/qbsettings.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 
 #include <QDateTime>
 #include <QFileInfo>

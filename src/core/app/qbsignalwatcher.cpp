@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbsignalwatcher.h"
 
-#include "qblogging.h"
+#include "base/qblogging.h"
 
 #include <QSocketNotifier>
 

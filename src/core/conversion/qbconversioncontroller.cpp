@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversioncontroller.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
-#include "qbconversionbundle.h"
+#include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "qbconversionlistmodel.h"
 #include "qbfreedesktopintegration.h"
-#include "qblogging.h"
 #include "qbprogressdrawing.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QCoreApplication>
@@ -51,7 +51,7 @@ QBConversionController::QBConversionController(QBDesktopIntegration *desktop, QO
     }
     sharedInstance = this;
     QBConversionHandler::setShared(this);
-    setFormatWIA(QBSettings::value(SettingsKey::conversionFormat).toString() == QLatin1String("wia"));
+    setFormatWIA(QBSettings::conversionFormat() == QLatin1String("wia"));
     connect(m_queue, &QBOperationQueue::operationCountChanged, this, [this] {
         emit convertingChanged(isConverting());
     });
@@ -182,7 +182,7 @@ void QBConversionController::conversionDidFinish(const QPointer<QBConversionBund
     setNumberOfRunningConversions(m_numberOfRunningConversions - 1);
     disconnect(m_percentObservers.take(key));
 
-    const bool notify = QBSettings::value(SettingsKey::notifyWhenDone).toBool();
+    const bool notify = QBSettings::notifyWhenDone();
     // A conversion cancelled while waiting may already have left the list,
     // and its bundle with it; its paths were released then.
     if (bundle) {

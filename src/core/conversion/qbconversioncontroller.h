@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "qbconversionhandler.h"
+#include "tasks/qbconversionhandler.h"
 
 #include <QHash>
 #include <QImage>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversionlistmodel.h"
 
-#include "qbconversionbundle.h"
-#include "tasks/qbkeys.h"
+#include "base/qbkeys.h"
+#include "tasks/qbconversionbundle.h"
 
 #include <QImage>
 

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocument.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfilereveal.h"
 #include "qbfilesystem.h"
 #include "qbgamefiltermodel.h"
-#include "qblogging.h"
 #include "tasks/qbbrowsingtask.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QFileInfo>
@@ -278,19 +278,11 @@ QString QBDocument::displayStringForGames(const QList<QVariantMap> &games)
     return displayString(games.size(), games.isEmpty() ? QVariant() : games.first().value(GameKey::filename));
 }
 
-QString QBDocument::nameLines(const QStringList &names)
-{
-    // Deliberately 9, not 10, when the list is cut.
-    if (names.size() >= 11)
-        return (names.mid(0, 9) << QStringLiteral("...")).join(u'\n');
-    return names.join(u'\n');
-}
-
 // --- Display mode and filter ----------------------------------------------
 
 void QBDocument::setDisplayMode(int mode)
 {
-    QBSettings::setValue(SettingsKey::displayMode, mode);
+    QBSettings::setDisplayMode(mode);
     if (QBGameCenter *center = QBGameCenter::sharedGameCenter())
         center->hideDetailsView();
     if (m_displayMode == mode)

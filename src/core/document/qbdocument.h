@@ -109,9 +109,6 @@ public:
     // "N files".
     static QString displayStringForGames(const QList<QBListedGame> &games);
     static QString displayStringForGames(const QList<QVariantMap> &games);
-    // Names as alerts list them: one per line; from 11 names on, the first
-    // 9 and a line "...".
-    static QString nameLines(const QStringList &names);
 
     // 0 is the cover grid, any other value the table.
     int displayMode() const { return m_displayMode; }

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentadding.h"
 
-#include "app/qbsettings.h"
-#include "conversion/qbconversionbundle.h"
+#include "base/qbgameid.h"
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbnamingpanel.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbgamefiltermodel.h"
-#include "qblogging.h"
 #include "tasks/qbbrowsingtask.h"
+#include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
-#include "tasks/qbgameid.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QSet>
@@ -65,7 +65,7 @@ QBAlert skipAlert(Screening screening, const QStringList &filenames)
                                                 "destination drive. Do you want to skip them?",
                                                 ulong(filenames.size()));
     }
-    alert.informativeText = QBDocument::nameLines(filenames);
+    alert.informativeText = QBAlert::nameLines(filenames);
     alert.defaultButton = QStringLiteral("Skip");
     alert.alternateButton = QStringLiteral("Continue");
     alert.otherButton = QStringLiteral("Cancel");
@@ -169,7 +169,7 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
         alert.message = displayStringForGames(unnamed) + QStringLiteral(" cannot be transferred.");
         alert.informativeText = QStringLiteral("On a WBFS partition a game is known by its ID, which is four to "
                                                "six letters and digits.\n")
-                + nameLines(names);
+                + QBAlert::nameLines(names);
         QBAlertPresenter::run(alert);
         return;
     }
@@ -203,8 +203,8 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     }
 
     // The destinations, and what is already there or in use.
-    const QString extension = QBSettings::value(SettingsKey::conversionFormat).toString();
-    const bool createParentDirectory = QBSettings::value(SettingsKey::shouldCreateParentDirectory).toBool();
+    const QString extension = QBSettings::conversionFormat();
+    const bool createParentDirectory = QBSettings::shouldCreateParentDirectory();
     // Taken now: the list may have grown while the panel was open.
     QSet<QString> filenames;
     for (const QBListedGame &game : this->games())
@@ -239,8 +239,8 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     }
 
     // One conversion per game, handed over at once.
-    const qint64 splitSize = QBSettings::value(SettingsKey::splitSize).toLongLong();
-    const QString compressionMode = QBSettings::value(SettingsKey::compressionMode).toString();
+    const qint64 splitSize = QBSettings::splitSize();
+    const QString compressionMode = QBSettings::compressionMode();
     QBGameCenter *center = QBGameCenter::sharedGameCenter();
     QList<QBConversionTask *> tasks;
     tasks.reserve(games.size());

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
+#include "base/qbgameid.h"
+#include "base/qbkeys.h"
 #include "conversion/qbconversioncontroller.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
 #include "qbfilesystem.h"
-#include "tasks/qbgameid.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbrecovertask.h"
 #include "tasks/qbremovetask.h"
@@ -72,7 +73,7 @@ QBAlert removeConfirmation(int documentType, const QString &games, const QList<S
         shared += QStringLiteral("'%1' holds %2 games, which are all removed with it:\n%3\n\n")
                           .arg(lastPathComponent(file.filename))
                           .arg(file.titles.size())
-                          .arg(QBDocument::nameLines(file.titles));
+                          .arg(QBAlert::nameLines(file.titles));
     }
     alert.informativeText = documentType == QBDocument::Folder
             ? shared + QStringLiteral("This operation cannot be undone.")
@@ -97,7 +98,7 @@ QBAlert busyGamesAlert(const QStringList &filenames)
 {
     QBAlert alert;
     alert.message = QStringLiteral("There are some games being transferred, please wait before removing them.");
-    alert.informativeText = QBDocument::nameLines(filenames);
+    alert.informativeText = QBAlert::nameLines(filenames);
     return alert;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "panels/qbnamingpanel.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbrenametask.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdragdata.h"
 
-#include "tasks/qbkeys.h"
+#include "base/qbkeys.h"
 
 #include <QCborArray>
 #include <QCborMap>

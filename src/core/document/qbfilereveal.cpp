@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbfilereveal.h"
 
-#include "qblogging.h"
+#include "base/qblogging.h"
 
 #include <QCoreApplication>
 #include <QDBusMessage>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamelistmodel.h"
 
+#include "base/qbkeys.h"
 #include "gamedata/qbgamecenter.h"
-#include "tasks/qbkeys.h"
 
 #include <QDateTime>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbarchiveextractor.h"
 
+#include "base/qblogging.h"
+#include "base/qbsavefile.h"
 #include "qbarchivescreening.h"
-#include "qblogging.h"
-#include "qbsavefile.h"
 
 #include <QFile>
 #include <QStandardPaths>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdatabaseparse.h"
 
-#include "qblogging.h"
-#include "qbregularfile.h"
+#include "base/qblogging.h"
+#include "base/qbregularfile.h"
 
 #include <QDateTime>
 #include <QFile>

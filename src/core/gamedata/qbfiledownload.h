@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "qbsavefile.h"
+#include "base/qbsavefile.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamebundle.h"
 
+#include "base/qbkeys.h"
 #include "qbgamecenter.h"
-#include "tasks/qbkeys.h"
 
 #include <QDataStream>
 

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamecenter.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
+#include "base/qbgameid.h"
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
+#include "base/qbregularfile.h"
+#include "base/qbsavefile.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "qbarchiveextractor.h"
 #include "qbfiledownload.h"
 #include "qbimagedownload.h"
 #include "qblanguages.h"
-#include "qblogging.h"
-#include "qbregularfile.h"
-#include "qbsupportfolder.h"
-#include "tasks/qbgameid.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QDate>
@@ -167,7 +168,7 @@ void QBGameCenter::downloadWWT()
 
 void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading)
 {
-    const QString server = QBSettings::value(SettingsKey::toolServer).toString();
+    const QString server = QBSettings::toolServer();
     if (server.isEmpty()) {
         // No site offers the tools for this system: its own package does.
         alert(QStringLiteral("Please install the package \"wit\" of your system."),
@@ -181,7 +182,7 @@ void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updat
 void QBGameCenter::downloadDatabase()
 {
     startDownload(wiitdb, wiitdbXml,
-                  QBSettings::value(SettingsKey::databaseServer).toString() + QStringLiteral("/wiitdb.zip"),
+                  QBSettings::databaseServer() + QStringLiteral("/wiitdb.zip"),
                   QStringLiteral("Updating the database ... "), QStringLiteral("Downloading the database ..."));
 }
 
@@ -406,7 +407,7 @@ void QBGameCenter::coverRead(const QVariantMap &game, const QImage &image, bool 
         emit imageDidDownload(game);
         return;
     }
-    if (image.isNull() && QBSettings::value(SettingsKey::downloadCovers).toBool()
+    if (image.isNull() && QBSettings::downloadCovers()
         && !game.value(GameKey::filename).toString().isEmpty())
         downloadCover(game);
 }
@@ -533,7 +534,7 @@ QString QBGameCenter::textForValue(const QVariant &value)
 
 QUrl QBGameCenter::gamePageUrl(const QString &id)
 {
-    QUrl url(QBSettings::value(SettingsKey::databaseServer).toString());
+    QUrl url(QBSettings::databaseServer());
     url.setPath(QStringLiteral("/Wii/") + id);
     return url;
 }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbimagedownload.h"
 
-#include "app/qbsettings.h"
-#include "qblanguages.h"
+#include "base/qbgameid.h"
+#include "base/qbkeys.h"
+#include "base/qbsavefile.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 #include "qbfiledownload.h"
-#include "qbsupportfolder.h"
-#include "tasks/qbgameid.h"
-#include "tasks/qbkeys.h"
+#include "qblanguages.h"
 
 #include <QNetworkAccessManager>
 #include <QUrl>
@@ -30,7 +31,7 @@ QUrl QBImageDownload::coverUrl(const QString &language, const QString &id)
 {
     if (!QBGameID::isValid(id))
         return QUrl();
-    return QUrl(QBSettings::value(SettingsKey::coverServer).toString()
+    return QUrl(QBSettings::coverServer()
                 + QStringLiteral("/wii/cover3D/%1/%2.png").arg(language, id));
 }
 

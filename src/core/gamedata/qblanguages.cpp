@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qblanguages.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 
 #include <QLocale>
-#include <QSettings>
 
 namespace {
 
@@ -22,8 +21,8 @@ QStringList userLanguages()
 {
     if (!overridden().isEmpty())
         return overridden();
-    if (QSettings().contains(SettingsKey::languages))
-        return QBSettings::value(SettingsKey::languages).toStringList();
+    if (QBSettings::hasLanguages())
+        return QBSettings::languages();
     return reduce(QLocale::system().uiLanguages());
 }
 

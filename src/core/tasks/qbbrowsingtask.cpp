@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbbrowsingtask.h"
 
-#include "gamedata/qbsupportfolder.h"
-#include "qbkeys.h"
-#include "qbtextnumber.h"
+#include "base/qbkeys.h"
+#include "base/qbsupportfolder.h"
+#include "base/qbtextnumber.h"
 
 #include <utility>
 

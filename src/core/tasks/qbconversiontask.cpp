@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversiontask.h"
 
-#include "conversion/qbconversionbundle.h"
-#include "conversion/qbconversionhandler.h"
-#include "qbkeys.h"
-#include "qblogging.h"
-#include "qbtextnumber.h"
+#include "base/qbkeys.h"
+#include "base/qblogging.h"
+#include "base/qbtextnumber.h"
+#include "qbconversionbundle.h"
+#include "qbconversionhandler.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbremovetask.h"
 
-#include "qbkeys.h"
+#include "base/qbkeys.h"
 
 QBRemoveTask::QBRemoveTask(const QStringList &arguments, int launchPath, const QVariantList &games,
                            QObject *sender, QObject *parent)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbrenametask.h"
 
-#include "qbkeys.h"
+#include "base/qbkeys.h"
 
 QBRenameTask::QBRenameTask(const QVariantMap &game, const QStringList &arguments, QObject *sender,
                            QObject *parent)

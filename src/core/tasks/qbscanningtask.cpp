@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbscanningtask.h"
 
-#include "qbkeys.h"
-#include "qbtextnumber.h"
+#include "base/qbkeys.h"
+#include "base/qbtextnumber.h"
 
 QBScanningTask::QBScanningTask(QObject *parent)
     : QBTask({QStringLiteral("find"), QStringLiteral("--auto"), QStringLiteral("--all"),

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtask.h"
 
-#include "app/qbsettings.h"
-#include "gamedata/qbsupportfolder.h"
-#include "qblogging.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
+#include "base/qbsupportfolder.h"
 
 #include <QElapsedTimer>
 #include <QProcess>

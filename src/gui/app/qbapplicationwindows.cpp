@@ -2,14 +2,14 @@
 #include "qbapplicationwindows.h"
 
 #include "app/qbgamelistexport.h"
-#include "app/qbsettings.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "document/qbdocumentwindow.h"
 #include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "panels/qbselectpartitionpanel.h"
 #include "qbapplicationmenus.h"
-#include "qblogging.h"
 #include "qbpreferenceswindow.h"
 #include "qbstartwindow.h"
 
@@ -45,8 +45,7 @@ public:
     {
         const QString typed = selectedFiles().value(0);
         if (!typed.isEmpty() && !QFileInfo(typed).isDir()) {
-            const QFileInfo target(QBGameListExport::targetPath(
-                    typed, QBSettings::value(SettingsKey::exportFormat).toString()));
+            const QFileInfo target(QBGameListExport::targetPath(typed, QBSettings::exportFormat()));
             if (target.exists() || target.isSymLink()) {
                 QBAlert alert;
                 alert.message = QStringLiteral("'%1' already exists. Do you want to replace it?").arg(target.fileName());
@@ -161,7 +160,7 @@ void QBApplicationWindows::open(const QStringList &paths)
         }
         if (source.isDir())
             m_controller->openDocument(source.absoluteFilePath(), QBDocument::Folder,
-                                       QBSettings::value(SettingsKey::displayMode).toInt());
+                                       QBSettings::displayMode());
         else
             m_controller->applicationOpenFile(source.absoluteFilePath());
     }
@@ -319,7 +318,7 @@ QString QBApplicationWindows::runOpenPanel()
     deepSearch->setToolTip(tr("List the games in the folder's sub-folders too"));
     deepSearch->setChecked(QBSettings::browseRecursively());
     connect(deepSearch, &QCheckBox::toggled, &panel,
-            [](bool on) { QBSettings::setValue(SettingsKey::browseRecursively, on); });
+            [](bool on) { QBSettings::setBrowseRecursively(on); });
     addAccessory(panel, nullptr, deepSearch);
     if (panel.exec() != QDialog::Accepted)
         return {};
@@ -353,20 +352,20 @@ QString QBApplicationWindows::runExportPanel()
     panel.setAcceptMode(QFileDialog::AcceptSave);
     panel.setFileMode(QFileDialog::AnyFile);
     panel.setOption(QFileDialog::DontConfirmOverwrite);
-    const QString lastFolder = QBSettings::value(SettingsKey::exportFolder).toString();
+    const QString lastFolder = QBSettings::exportFolder();
     panel.setDirectory(!lastFolder.isEmpty() && QFileInfo(lastFolder).isDir() ? lastFolder : QDir::homePath());
 
     auto *formats = new QComboBox;
     formats->setObjectName(SettingsKey::exportFormat);
     formats->addItems({QStringLiteral("html"), QStringLiteral("txt")});
-    const QString format = QBSettings::value(SettingsKey::exportFormat).toString();
+    const QString format = QBSettings::exportFormat();
     if (formats->findText(format) < 0)
         formats->addItem(format);
     formats->setCurrentText(format);
     // The chosen format becomes the setting, and the extension of the
     // name in the panel.
     auto selectExportFormat = [&panel](const QString &chosen) {
-        QBSettings::setValue(SettingsKey::exportFormat, chosen);
+        QBSettings::setExportFormat(chosen);
         panel.setNameFilter(QStringLiteral("*.") + chosen);
         panel.setDefaultSuffix(chosen);
         // The whole path, so that a folder typed with the name stays.

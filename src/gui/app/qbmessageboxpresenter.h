@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "app/qbalertpresenter.h"
+#include "base/qbalertpresenter.h"
 
 // Shows alerts as application-modal message boxes over the active window.
 class QBMessageBoxPresenter : public QBAlertPresenter

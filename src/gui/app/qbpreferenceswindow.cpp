@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbpreferenceswindow.h"
 
-#include "app/qbsettings.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 
 #include <QCheckBox>
@@ -12,7 +12,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
-#include <QSettings>
 #include <QSpinBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -23,7 +22,7 @@ namespace {
 void storeText(const QString &key, const QString &text)
 {
     if (text.trimmed().isEmpty())
-        QSettings().remove(key);
+        QBSettings::remove(key);
     else
         QBSettings::setValue(key, text.trimmed());
 }
@@ -76,7 +75,7 @@ QBPreferencesWindow::QBPreferencesWindow(QWidget *parent)
         m_readers << [edit, key] {
             // A setting left at its default shows the default as a hint.
             if (!edit->hasFocus())
-                edit->setText(QSettings().value(key).toString());
+                edit->setText(QBSettings::storedValue(key).toString());
         };
         return edit;
     };
@@ -119,13 +118,13 @@ QBPreferencesWindow::QBPreferencesWindow(QWidget *parent)
     connect(languages, &QLineEdit::editingFinished, this, [languages] {
         const QStringList codes = languages->text().split(QRegularExpression(QStringLiteral("[,\\s]+")), Qt::SkipEmptyParts);
         if (codes.isEmpty())
-            QSettings().remove(SettingsKey::languages);
+            QBSettings::remove(SettingsKey::languages);
         else
             QBSettings::setValue(SettingsKey::languages, codes);
     });
     m_readers << [languages] {
         if (!languages->hasFocus())
-            languages->setText(QSettings().value(SettingsKey::languages).toStringList().join(u", "));
+            languages->setText(QBSettings::storedValue(SettingsKey::languages).toStringList().join(u", "));
     };
     listForm->addRow(tr("Languages:"), languages);
 

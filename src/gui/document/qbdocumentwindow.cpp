@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocumentwindow.h"
 
-#include "app/qbalertpresenter.h"
-#include "app/qbsettings.h"
+#include "base/qbalertpresenter.h"
+#include "base/qblogging.h"
+#include "base/qbsettings.h"
 #include "conversion/qbconversionsbutton.h"
 #include "document/qbcoverthumbnails.h"
 #include "document/qbdragdata.h"
@@ -14,7 +15,6 @@
 #include "qbcoverdelegate.h"
 #include "qbdragimage.h"
 #include "qbgameviews.h"
-#include "qblogging.h"
 
 #include <QAction>
 #include <QApplication>
@@ -29,14 +29,12 @@
 #include <QListView>
 #include <QMenu>
 #include <QMimeData>
-#include <QSettings>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTableView>
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
-#include <QUrl>
 
 #include <algorithm>
 
@@ -64,12 +62,6 @@ constexpr QSize tableCoverBox(24, rowHeight - 2);
 // What the grid's scaled covers may take, beyond those on screen.
 constexpr qint64 gridThumbnailCacheBytes = 48 * 1024 * 1024;
 constexpr qint64 tableThumbnailCacheBytes = 8 * 1024 * 1024;
-
-QString settingsName(const QString &filename)
-{
-    // A path holds the settings' group separator; keep it out of the key.
-    return QString::fromLatin1(QUrl::toPercentEncoding(filename));
-}
 
 QList<int> sortedUniqueRows(const QModelIndexList &indexes)
 {
@@ -382,7 +374,7 @@ void QBDocumentWindow::setUpColumns()
         header->resizeSection(QBGameListModel::columnForKey(key), width);
 
     // Width, order, visibility and sort order are kept per source.
-    const QByteArray state = QSettings().value(tableStateKey(m_document->filename())).toByteArray();
+    const QByteArray state = QBSettings::tableState(m_document->filename());
     if (!state.isEmpty() && !header->restoreState(state))
         qCInfo(lcDocument).noquote() << "The saved table layout of" << m_document->filename() << "was not used";
 
@@ -668,30 +660,20 @@ bool QBDocumentWindow::isColumnVisible(const QString &key) const
 
 // --- Window state ---------------------------------------------------------
 
-QString QBDocumentWindow::tableStateKey(const QString &filename)
-{
-    return QStringLiteral("tableViews/") + settingsName(filename);
-}
-
-QString QBDocumentWindow::frameKey(const QString &filename)
-{
-    return QStringLiteral("windowFrames/") + settingsName(filename);
-}
-
 void QBDocumentWindow::saveTableState() const
 {
-    QSettings().setValue(tableStateKey(m_document->filename()), m_tableView->horizontalHeader()->saveState());
+    QBSettings::setTableState(m_document->filename(), m_tableView->horizontalHeader()->saveState());
 }
 
 bool QBDocumentWindow::setFrameUsingName()
 {
-    const QByteArray frame = QSettings().value(frameKey(m_document->filename())).toByteArray();
+    const QByteArray frame = QBSettings::windowFrame(m_document->filename());
     return !frame.isEmpty() && restoreGeometry(frame);
 }
 
 void QBDocumentWindow::saveFrameUsingName() const
 {
-    QSettings().setValue(frameKey(m_document->filename()), saveGeometry());
+    QBSettings::setWindowFrame(m_document->filename(), saveGeometry());
 }
 
 void QBDocumentWindow::changeEvent(QEvent *event)

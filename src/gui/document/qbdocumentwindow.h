@@ -120,10 +120,6 @@ public:
     bool setFrameUsingName();
     void saveFrameUsingName() const;
 
-    // Where the table layout and the window frame of a source are kept.
-    static QString tableStateKey(const QString &filename);
-    static QString frameKey(const QString &filename);
-
 signals:
     // A drag of this window's games is about to start.
     void dragWillStart(QDrag *drag);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdetailspopover.h"
 
+#include "base/qbkeys.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
-#include "tasks/qbkeys.h"
 
 #include <QApplication>
 #include <QGuiApplication>

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+// QPointer<QBGameBundle> below needs the whole class.
+#include "gamedata/qbgamebundle.h"
+
 #include <QFrame>
 #include <QPointer>
 #include <QTimer>
 #include <QVariantMap>
 
-class QBGameBundle;
 class QBGameCenter;
 class QLabel;
 class QTextBrowser;

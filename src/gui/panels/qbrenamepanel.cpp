@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbrenamepanel.h"
 
-#include "app/qbalertpresenter.h"
-#include "document/qbdocument.h"
+#include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "gamedata/qbgamebundle.h"
 #include "qbsharedpanel.h"
 #include "qbtokenfield.h"
-#include "tasks/qbkeys.h"
 
 #include <QDialogButtonBox>
 #include <QFileInfo>
@@ -99,7 +98,7 @@ void QBRenamePanel::ok()
         alert.message = unnamed.size() == 1
                 ? tr("The file name would be empty for one game.")
                 : tr("The file name would be empty for %1 games.").arg(unnamed.size());
-        alert.informativeText = QBDocument::nameLines(unnamed);
+        alert.informativeText = QBAlert::nameLines(unnamed);
         QBAlertPresenter::run(alert);
         return;
     }

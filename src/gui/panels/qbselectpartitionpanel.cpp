@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbselectpartitionpanel.h"
 
-#include "app/qbalertpresenter.h"
+#include "base/qbalertpresenter.h"
+#include "base/qbkeys.h"
 #include "panels/qbpartitionlist.h"
 #include "qbsharedpanel.h"
-#include "tasks/qbkeys.h"
 #include "tasks/qboperationqueue.h"
 #include "tasks/qbscanningtask.h"
 

@@ -1,25 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QString>
-
-// A modal question or message: the message, an informative text and up to
-// three buttons. An empty alternate or other button is not shown.
-struct QBAlert
-{
-    QString message;
-    QString informativeText;
-    QString defaultButton = QStringLiteral("OK");
-    QString alternateButton;
-    QString otherButton;
-};
-
-// Answers to an alert: which button the user chose.
-namespace QBAlertAnswer {
-constexpr int Default = 1;
-constexpr int Alternate = 0;
-constexpr int Other = -1;
-}
+#include "qbalert.h"
 
 // Shows alerts on behalf of code that must not know about widgets. The
 // widgets library installs a presenter that shows message boxes; tests

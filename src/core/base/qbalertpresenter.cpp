@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbalertpresenter.h"
 
-#include "qblogging.h"
+#include "base/qblogging.h"
 
 namespace {
 QBAlertPresenter *sharedPresenter = nullptr;

@@ -2,7 +2,7 @@
 #include "qbsupportfolder.h"
 
 #include "qbsavefile.h"
-#include "tasks/qbgameid.h"
+#include "base/qbgameid.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbconversionbundle.h"
 
-#include "tasks/qbconversiontask.h"
-#include "tasks/qbkeys.h"
+#include "base/qbkeys.h"
+#include "qbconversiontask.h"
 
 QBConversionBundle::QBConversionBundle(const QVariantMap &values, QObject *parent)
     : QObject(parent)
