@@ -72,7 +72,8 @@ public:
     // rest in lower case: "wi-fi-players" gives "Wi-fi-players".
     static QString capitalizedKey(const QString &key);
 
-    // The title database.
+    // The title database (qbgamecenterresources.cpp, as are pathForResource
+    // and the downloads).
     bool hasDatabase() const { return m_hasDatabase; }
     const QBDatabase &database() const { return m_database; }
     QVariantMap databaseRecord(const QString &id) const { return m_database.value(id); }
