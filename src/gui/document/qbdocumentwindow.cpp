@@ -5,7 +5,8 @@
 #include "conversion/qbconversionsbutton.h"
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
-#include "qbgameviews.h"
+#include "qbimagebrowserview.h"
+#include "qbtableview.h"
 
 #include <QButtonGroup>
 #include <QCloseEvent>

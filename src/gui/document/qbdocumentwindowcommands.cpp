@@ -6,7 +6,8 @@
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "panels/qbrenamepanel.h"
-#include "qbgameviews.h"
+#include "qbimagebrowserview.h"
+#include "qbtableview.h"
 
 #include <QAction>
 #include <QHeaderView>

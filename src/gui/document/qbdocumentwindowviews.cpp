@@ -7,7 +7,8 @@
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbcoverdelegate.h"
-#include "qbgameviews.h"
+#include "qbimagebrowserview.h"
+#include "qbtableview.h"
 
 #include <QHeaderView>
 #include <QMenu>
