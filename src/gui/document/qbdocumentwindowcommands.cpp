@@ -5,6 +5,7 @@
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
+#include "panels/qbconvertpanel.h"
 #include "panels/qbrenamepanel.h"
 #include "qbimagebrowserview.h"
 #include "qbtableview.h"
