@@ -14,7 +14,7 @@
 #include "document/qbdragdata.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
-#include "panels/qbrenamepanel.h"
+#include "panels/qbconvertpanel.h"
 #include "panels/qbtokenfield.h"
 #include "tasks/qboperationqueue.h"
 

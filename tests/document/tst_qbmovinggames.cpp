@@ -15,6 +15,7 @@
 #include "document/qbgamelistmodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
+#include "panels/qbconvertpanel.h"
 #include "panels/qbrenamepanel.h"
 #include "qbfaketool.h"
 #include "qbscriptedalerts.h"

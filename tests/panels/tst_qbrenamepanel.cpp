@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gamedata/qbgamebundle.h"
+#include "panels/qbconvertpanel.h"
 #include "panels/qbrenamepanel.h"
 #include "qbpaneltestutil.h"
 #include "qbscriptedalerts.h"

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "qbdocumentcontrollerviews.h"
+
 #include <QList>
 #include <QObject>
 #include <QPointer>
@@ -8,7 +10,6 @@
 #include <QUrl>
 
 class QBDocument;
-class QBGameListExport;
 
 // One document as it is saved across launches: its filename, its type (0 a
 // folder or image, 1 a WBFS partition or file; the database is never
@@ -20,40 +21,6 @@ struct QBDocumentEntry
     int displayMode = 1;
 
     friend bool operator==(const QBDocumentEntry &, const QBDocumentEntry &) = default;
-};
-
-// What the document controller asks of the windows. A document comes with
-// its window, so the windows make documents; the panels are modal and
-// answer with a path, empty when the user gave up.
-class QBDocumentControllerViews
-{
-public:
-    virtual ~QBDocumentControllerViews();
-
-    // A new document and its window, already listing its source; nullptr
-    // when the document cannot be created.
-    virtual QBDocument *makeDocument(const QString &filename, int type, int displayMode) = 0;
-    // Gives the document's window the frame saved under its filename;
-    // false when none is saved.
-    virtual bool setFrameUsingName(QBDocument *document) = 0;
-    // Gives the document's window the size of the other's window, moved
-    // 200 points right and 40 down.
-    virtual void cascadeWindow(QBDocument *document, QBDocument *from) = 0;
-    // Brings the window forward and makes it the active one.
-    virtual void makeKeyAndOrderFront(QBDocument *document) = 0;
-    virtual void showStartWindow() = 0;
-
-    // A folder to open.
-    virtual QString runOpenPanel() = 0;
-    // The device path of a partition, or a WBFS file, chosen in the
-    // partition panel.
-    virtual QString runPartitionPanel(const QString &title) = 0;
-    // A WBFS container file.
-    virtual QString runWbfsFilePanel() = 0;
-    // Where to export; the panel keeps the exportFormat setting.
-    virtual QString runExportPanel() = 0;
-    // An export is about to start: show its progress, offer its cancel.
-    virtual void exportDidStart(QBGameListExport *job) = 0;
 };
 
 // The program's registry of open documents and its application-wide
@@ -95,7 +62,7 @@ public:
     // Where the defaults are read from (a JSON object of setting values).
     void setDefaultsResource(const QString &path) { m_defaultsResource = path; }
 
-    // --- Start-up and quitting ---
+    // --- Start-up, saved documents and quitting (qbdocumentcontrollersession.cpp) ---
     void applicationDidFinishLaunching();
     // 1 to quit now, 0 to stay; the open documents are saved before 1.
     int applicationShouldTerminate();
@@ -125,7 +92,7 @@ public:
     void documentDidBecomeCurrent(QBDocument *document);
     void documentWillClose(QBDocument *document);
 
-    // --- Opening ---
+    // --- Opening and the web links (qbdocumentcontrolleropening.cpp) ---
     // A file handed over by the system or the command line: its folder is
     // opened. False when the path is already an open document's.
     bool applicationOpenFile(const QString &path);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbdocument.h"
 
-#include "base/qbalertpresenter.h"
 #include "base/qbkeys.h"
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
@@ -10,13 +9,9 @@
 #include "qbfilereveal.h"
 #include "qbfilesystem.h"
 #include "qbgamefiltermodel.h"
-#include "tasks/qbbrowsingtask.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QFileInfo>
-
-#include <algorithm>
-#include <numeric>
 
 namespace {
 
@@ -25,11 +20,6 @@ const QStringList &fileColumnKeys()
 {
     static const QStringList keys{u"cover"_qs, u"filename"_qs, u"filetype"_qs, u"size"_qs};
     return keys;
-}
-
-const char *plural(int count)
-{
-    return count == 1 ? "" : "s";
 }
 
 QString displayString(qsizetype count, const QVariant &firstFilename)
@@ -103,110 +93,6 @@ void QBDocument::registerObservers()
         connect(center, &QBGameCenter::databaseDidLoad, this, &QBDocument::databaseDidLoad);
         connect(center, &QBGameCenter::imageDidDownload, this, &QBDocument::imageDidDownload);
     }
-}
-
-// --- Listing --------------------------------------------------------------
-
-void QBDocument::browse()
-{
-    if (m_documentType == Database) {
-        QBGameCenter *center = QBGameCenter::sharedGameCenter();
-        if (center) {
-            // In ID order rather than the hash's, so that an unsorted list
-            // reads the same from one run to the next.
-            const QBDatabase &database = center->database();
-            QList<QString> ids = database.keys();
-            std::sort(ids.begin(), ids.end());
-            QList<QVariantMap> records;
-            records.reserve(ids.size());
-            for (const QString &id : std::as_const(ids))
-                records << database.value(id);
-            m_gameList->addRecords(records);
-        }
-        setStatusText(QString::asprintf("%lu games", ulong(arrangedCount())));
-        return;
-    }
-    setBrowsing(true);
-    setStatusText(QStringLiteral("Loading ..."));
-    const bool partition = m_documentType == Partition;
-    const QStringList arguments = partition
-            ? QBBrowsingTask::partitionArguments(m_filename)
-            : QBBrowsingTask::folderArguments(m_filename, QBSettings::browseRecursively());
-    auto *task = new QBBrowsingTask(arguments, partition ? 1 : 0, this);
-    connect(task, &QBBrowsingTask::browsingDidFinish, this, &QBDocument::browsingDidFinish);
-    m_blockingQueue->addOperation(task);
-}
-
-void QBDocument::reload()
-{
-    if (ownsDetailsView())
-        QBGameCenter::sharedGameCenter()->hideDetailsView();
-    m_gameList->removeGames(m_gameListController->arrangedSourceRows());
-    browse();
-}
-
-void QBDocument::relist()
-{
-    // Unlike reload, games that the filter hides go too, or the new listing
-    // would show them twice.
-    if (ownsDetailsView())
-        QBGameCenter::sharedGameCenter()->hideDetailsView();
-    QList<int> rows(m_gameList->rowCount());
-    std::iota(rows.begin(), rows.end(), 0);
-    m_gameList->removeGames(rows);
-    browse();
-}
-
-void QBDocument::browsingDidFinish(const QVariantMap &userInfo)
-{
-    QBGameCenter *center = QBGameCenter::sharedGameCenter();
-    if (!userInfo.contains(UserInfoKey::terminationStatus)) {
-        auto bundle = std::make_unique<QBGameBundle>(userInfo.value(UserInfoKey::game).toMap());
-        if (center && center->getImageForGame(bundle->infosDictionary()))
-            center->setFinderImageForGame(bundle->infosDictionary());
-        m_gameList->addGame(std::move(bundle));
-        const int count = arrangedCount();
-        setStatusText(QString::asprintf("%lu game%s found, please wait ...", ulong(count), plural(count)));
-        return;
-    }
-
-    setBrowsing(false);
-    if (m_documentType == Folder) {
-        const QBFilesystemCenter::Space space = QBFilesystemCenter::spaceForPath(m_filename);
-        m_freeSpace = space.freeSpace;
-        m_totalSpace = space.totalSpace;
-    } else {
-        // The partition's own figures, already in GB.
-        const QVariantMap infos = userInfo.value(UserInfoKey::partitionInfos).toMap();
-        m_freeSpace = infos.value(PartitionKey::freeSize).toFloat();
-        m_totalSpace = infos.value(PartitionKey::totalSize).toFloat();
-    }
-    QBFilesystemCenter::shared()->postFilesystemDidChange(m_filesystem, m_freeSpace);
-    if (m_hostFilesystem) {
-        QBFilesystemCenter::shared()->postFilesystemDidChange(
-                *m_hostFilesystem, QBFilesystemCenter::spaceForPath(m_filename).freeSpace);
-    }
-
-    if (userInfo.value(UserInfoKey::terminationStatus).toInt() == 1) {
-        QBAlert alert;
-        alert.message = QStringLiteral("'%1' could not be opened correctly.").arg(m_filename);
-        if (m_documentType != Partition)
-            alert.informativeText = QStringLiteral(
-                    "If you have 'Deep search' checked on the Open panel, try to disable it. If the problem "
-                    "persists, make sure you have the privileges to read this file and that you are not "
-                    "following a broken link.");
-        QBAlertPresenter::run(alert);
-    }
-}
-
-void QBDocument::filesystemDidChange(quint64 filesystem, float freeSpace)
-{
-    if (filesystem != m_filesystem || m_isBrowsing)
-        return;
-    m_freeSpace = freeSpace;
-    const int count = arrangedCount();
-    setStatusText(QString::asprintf("%lu game%s, %.1f of %.1f GB available", ulong(count), plural(count),
-                                    double(m_freeSpace), double(m_totalSpace)));
 }
 
 // --- Games and selection --------------------------------------------------
@@ -303,45 +189,6 @@ void QBDocument::updateFilter(const QString &text)
     m_filterText = text;
     m_gameListController->setFilter(m_searchContext, text);
 }
-
-// --- Database and covers --------------------------------------------------
-
-void QBDocument::databaseDidLoad()
-{
-    QBGameCenter *center = QBGameCenter::sharedGameCenter();
-    if (!center)
-        return;
-    // Only the games shown now take the new records; games hidden by the
-    // filter keep what they had until the next load or browse.
-    QList<std::pair<int, QVariantMap>> merges;
-    const QBDatabase &database = center->database();
-    for (const int row : m_gameListController->arrangedSourceRows()) {
-        const auto record = database.constFind(m_gameList->value(row, GameKey::id).toString());
-        if (record != database.cend())
-            merges.append({row, QBGameBundle::databaseEntries(*record)});
-    }
-    m_gameList->mergeEntries(merges);
-    emit coverGridReloadRequested();
-    if (ownsDetailsView())
-        center->updateDetailsView();
-}
-
-void QBDocument::imageDidDownload(const QVariantMap &game)
-{
-    QBGameCenter *center = QBGameCenter::sharedGameCenter();
-    const QString id = game.value(GameKey::id).toString();
-    // The same game may be listed twice (two formats): all are redrawn.
-    for (int index = 0; index < arrangedCount(); ++index) {
-        QBGameBundle *bundle = arrangedGame(index).bundle;
-        if (!bundle || bundle->value(GameKey::id).toString() != id)
-            continue;
-        bundle->setImageVersion(bundle->imageVersion().toInt() + 1);
-        if (center)
-            center->setFinderImageForGame(bundle->infosDictionary());
-    }
-    emit coverGridReloadRequested();
-}
-
 // --- Commands -------------------------------------------------------------
 
 bool QBDocument::ownsDetailsView() const

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "qbdocumentviews.h"
 #include "qbgamelistmodel.h"
 
 #include <QObject>
@@ -32,21 +33,6 @@ struct QBItemValidation
 {
     bool enabled = true;
     std::optional<bool> state;
-};
-
-// What a document asks of the views that show its games. Indexes are
-// arranged indexes (rows of the document's gameListController), in
-// ascending order; -1 is no row.
-class QBDocumentViews
-{
-public:
-    virtual ~QBDocumentViews();
-    // The row right-clicked while its menu is open, or double-clicked while
-    // its command runs.
-    virtual int tableClickedRow() const = 0;
-    virtual QList<int> tableSelectedRows() const = 0;
-    virtual QList<int> gridSelectionIndexes() const = 0;
-    virtual bool isColumnVisible(const QString &key) const = 0;
 };
 
 // One open source of games, without its window: a folder or a single image
@@ -127,6 +113,7 @@ public:
     // Listens to the file-system broadcast, the database and the covers;
     // the database document listens to none of them.
     void registerObservers();
+    // Listing (qbdocumentlisting.cpp), down to imageDidDownload.
     void browse();
     // Removes the arranged games (games hidden by the filter stay, and are
     // listed a second time by the new browse), then browses again.

@@ -1,50 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbgamecenter.h"
 
-#include "base/qbalertpresenter.h"
-#include "base/qbgameid.h"
-#include "base/qbkeys.h"
 #include "base/qblogging.h"
-#include "base/qbregularfile.h"
 #include "base/qbsavefile.h"
 #include "base/qbsettings.h"
 #include "base/qbsupportfolder.h"
 #include "qbarchiveextractor.h"
+#include "qbcovercache.h"
 #include "qbfiledownload.h"
-#include "qbimagedownload.h"
 #include "qblanguages.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QDate>
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QNetworkAccessManager>
 #include <QLocale>
-#include <QStandardPaths>
 
 namespace {
 
 QBGameCenter *sharedInstance = nullptr;
-
-const QString wiitdb = QStringLiteral("wiitdb");
-const QString wiitdbXml = QStringLiteral("wiitdb.xml");
-const QString witName = QStringLiteral("wit");
-const QString wwtName = QStringLiteral("wwt");
-
-// A download ends beyond this size; what it unpacks to is bounded too: the
-// database by what the parser reads, a tool by far more than it needs.
-constexpr qint64 archiveSizeLimit = qint64(256) << 20;
-constexpr qint64 toolSizeLimit = qint64(64) << 20;
-
-void alert(const QString &message, const QString &informativeText = QString())
-{
-    QBAlert alert;
-    alert.message = message;
-    alert.informativeText = informativeText;
-    QBAlertPresenter::run(alert);
-}
 
 }
 
@@ -60,7 +34,8 @@ QBGameCenter::QBGameCenter(QObject *parent)
     else
         QBSupportFolder::removeLeftovers();
     m_languages = QBLanguages::preferenceList(QBLanguages::userLanguages());
-    m_coverReaders.setMaxThreadCount(qMax(2, QThread::idealThreadCount()));
+    m_coverCache = new QBCoverCache(m_supportFolder, m_operationQueue, m_network, this);
+    connect(m_coverCache, &QBCoverCache::imageDidDownload, this, &QBGameCenter::imageDidDownload);
     parseDatabase();
 }
 
@@ -68,8 +43,9 @@ QBGameCenter::~QBGameCenter()
 {
     delete m_extractor;
     delete m_download;
-    m_coverReaders.clear();
-    m_coverReaders.waitForDone();
+    // No cover reader outlives the game center.
+    delete m_coverCache;
+    m_coverCache = nullptr;
     m_operationQueue->cancelAllOperations();
     if (sharedInstance == this)
         sharedInstance = nullptr;
@@ -78,16 +54,6 @@ QBGameCenter::~QBGameCenter()
 QBGameCenter *QBGameCenter::sharedGameCenter()
 {
     return sharedInstance;
-}
-
-QString QBGameCenter::pathForResource(const QString &name) const
-{
-    if (name == witName || name == wwtName) {
-        const QString tool = QBSupportFolder::toolPath(name);
-        if (!tool.isEmpty())
-            return tool;
-    }
-    return m_supportFolder.isEmpty() ? QString() : m_supportFolder + u'/' + name;
 }
 
 const QStringList &QBGameCenter::databaseKeys()
@@ -130,319 +96,39 @@ QString QBGameCenter::capitalizedKey(const QString &key)
     return text;
 }
 
-// --- The title database ---------------------------------------------------
-
-void QBGameCenter::parseDatabase()
-{
-    const QString path = m_supportFolder.isEmpty() ? QString() : m_supportFolder + u'/' + wiitdbXml;
-    auto *parse = new QBDatabaseParse(path, m_languages);
-    connect(parse, &QBDatabaseParse::databaseDidParse, this, &QBGameCenter::databaseDidParse);
-    connect(parse, &QBOperation::finished, this, [this] {
-        if (--m_parses == 0)
-            emit parsingChanged(false);
-    });
-    if (m_parses++ == 0)
-        emit parsingChanged(true);
-    m_operationQueue->addOperation(parse);
-}
-
-void QBGameCenter::databaseDidParse(const QBDatabase &database)
-{
-    m_database = database;
-    m_hasDatabase = true;
-    qCInfo(lcGameData) << "Title database loaded:" << database.size() << "games";
-    emit databaseDidLoad();
-}
-
-// --- Downloads ------------------------------------------------------------
-
-void QBGameCenter::downloadWIT()
-{
-    downloadToolArchive(witName, QStringLiteral("Updating WIT ..."), QStringLiteral("Downloading WIT ..."));
-}
-
-void QBGameCenter::downloadWWT()
-{
-    downloadToolArchive(wwtName, QStringLiteral("Updating WWT ..."), QStringLiteral("Downloading WWT ..."));
-}
-
-void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading)
-{
-    const QString server = QBSettings::toolServer();
-    if (server.isEmpty()) {
-        // No site offers the tools for this system: its own package does.
-        alert(QStringLiteral("Please install the package \"wit\" of your system."),
-              QStringLiteral("It provides both wit and wwt, which Palomet runs when its support folder holds no copy of its own."));
-        return;
-    }
-    startDownload(tool, tool, server + QStringLiteral("/palomet/") + tool + QStringLiteral(".zip"), updating,
-                  downloading);
-}
-
-void QBGameCenter::downloadDatabase()
-{
-    startDownload(wiitdb, wiitdbXml,
-                  QBSettings::databaseServer() + QStringLiteral("/wiitdb.zip"),
-                  QStringLiteral("Updating the database ... "), QStringLiteral("Downloading the database ..."));
-}
-
-void QBGameCenter::startDownload(const QString &name, const QString &installedName, const QString &url,
-                                 const QString &updating, const QString &downloading)
-{
-    if (!m_downloadString.isEmpty())
-        return;
-    setDownloadString(name);
-    const bool installed = !m_supportFolder.isEmpty() && QFileInfo::exists(m_supportFolder + u'/' + installedName);
-    setDownloadText(installed ? updating : downloading);
-    downloadResourceAtURL(url);
-}
-
-void QBGameCenter::downloadResourceAtURL(const QString &urlText)
-{
-    const QString dataFolder = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (!QDir().mkpath(dataFolder) || m_supportFolder.isEmpty()) {
-        setDownloadString(QString());
-        alert(QStringLiteral("The folder “%1” could not be created.")
-                      .arg(m_supportFolder.isEmpty() ? QBSupportFolder::location() : dataFolder),
-              QStringLiteral("Please check that you may write there and that the disk is not full."));
-        return;
-    }
-    const QUrl url(urlText);
-    if (!url.isValid() || url.host().isEmpty()
-        || (url.scheme() != QLatin1String("http") && url.scheme() != QLatin1String("https"))) {
-        setDownloadString(QString());
-        alert(QStringLiteral("The connection to the internet couldn't be established."),
-              QStringLiteral("Please try again later."));
-        return;
-    }
-    m_downloadSize = -1;
-    setDownloadPercent(0);
-    setDownloadDeterminate(false);
-    // Into the support folder: private to the user, on the disk where the
-    // file it holds is installed.
-    m_download = new QBFileDownload(m_network, url, m_supportFolder, archiveSizeLimit, this);
-    connect(m_download, &QBFileDownload::responseReceived, this, &QBGameCenter::responseReceived);
-    connect(m_download, &QBFileDownload::dataReceived, this, &QBGameCenter::dataReceived);
-    connect(m_download, &QBFileDownload::finished, this, &QBGameCenter::transferEnded);
-    m_download->start();
-    setDownloadWindowVisible(true);
-}
-
-void QBGameCenter::responseReceived(qint64 length)
-{
-    m_downloadSize = length;
-    // Without an announced length there is nothing to measure against; the
-    // bar stays busy until the end.
-    setDownloadDeterminate(m_downloadSize > 0);
-}
-
-void QBGameCenter::dataReceived(qint64 received)
-{
-    if (m_downloadSize > 0)
-        setDownloadPercent(double(received) * 100.0 / double(m_downloadSize));
-}
-
-void QBGameCenter::transferEnded(bool success)
-{
-    if (!success) {
-        const QString error = m_download->errorString();
-        // The menu is free again when the alert shows.
-        endDownload(false, error);
-        return;
-    }
-    setDownloadDeterminate(false);
-    const bool database = m_downloadString == wiitdb;
-    const QFileDevice::Permissions readable =
-            QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
-    const QFileDevice::Permissions executable =
-            readable | QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
-    m_extractor = new QBArchiveExtractor(this);
-    connect(m_extractor, &QBArchiveExtractor::finished, this, &QBGameCenter::extractionEnded);
-    m_extractor->start(m_download->file().fileName(), database ? wiitdbXml : m_downloadString, m_supportFolder,
-                       database ? QBDatabaseParse::maximumFileSize : toolSizeLimit,
-                       database ? readable : executable);
-}
-
-void QBGameCenter::extractionEnded(bool success)
-{
-    setDownloadWindowVisible(false);
-    // The menu stays taken while the alert shows.
-    if (!success)
-        alert(QStringLiteral("Extraction failed."));
-    else if (m_downloadString == wiitdb)
-        parseDatabase();
-    endDownload(success);
-}
-
-void QBGameCenter::endDownload(bool installed, const QString &error)
-{
-    // The archive goes with its download.
-    if (m_extractor) {
-        m_extractor->deleteLater();
-        m_extractor = nullptr;
-    }
-    if (m_download) {
-        m_download->file().remove();
-        m_download->deleteLater();
-        m_download = nullptr;
-    }
-    setDownloadWindowVisible(false);
-    setDownloadString(QString());
-    if (!error.isEmpty())
-        alert(error);
-    emit downloadDidEnd(installed);
-}
-
-QBGameCenter::MenuItem QBGameCenter::validateUserInterfaceItem(Download action) const
-{
-    struct Texts
-    {
-        QString name;
-        QString installedName;
-        const char *running;
-        const char *update;
-        const char *download;
-    };
-    static const Texts texts[] = {
-            {witName, witName, "Downloading WIT ...", "Update WIT", "Download WIT"},
-            {wwtName, wwtName, "Downloading WWT ...", "Update WWT", "Download WWT"},
-            {wiitdb, wiitdbXml, "Downloading database ...", "Update database", "Download database"},
-    };
-    const Texts &item = texts[int(action)];
-    MenuItem state;
-    state.enabled = m_downloadString.isEmpty();
-    if (m_downloadString == item.name)
-        state.title = QString::fromLatin1(item.running);
-    else if (!m_supportFolder.isEmpty() && QFileInfo::exists(m_supportFolder + u'/' + item.installedName))
-        state.title = QString::fromLatin1(item.update);
-    else
-        state.title = QString::fromLatin1(item.download);
-    return state;
-}
-
-void QBGameCenter::setDownloadString(const QString &name)
-{
-    if (m_downloadString == name)
-        return;
-    m_downloadString = name;
-    emit downloadStringChanged(name);
-}
-
-void QBGameCenter::setDownloadText(const QString &text)
-{
-    if (m_downloadText == text)
-        return;
-    m_downloadText = text;
-    emit downloadTextChanged(text);
-}
-
-void QBGameCenter::setDownloadWindowVisible(bool visible)
-{
-    if (m_downloadWindowVisible == visible)
-        return;
-    m_downloadWindowVisible = visible;
-    emit downloadWindowVisibleChanged(visible);
-}
-
-void QBGameCenter::setDownloadDeterminate(bool determinate)
-{
-    if (m_downloadDeterminate == determinate)
-        return;
-    m_downloadDeterminate = determinate;
-    emit downloadDeterminateChanged(determinate);
-}
-
-void QBGameCenter::setDownloadPercent(double percent)
-{
-    if (m_downloadPercent == percent)
-        return;
-    m_downloadPercent = percent;
-    emit downloadPercentChanged(percent);
-}
-
 // --- Covers ---------------------------------------------------------------
 
 bool QBGameCenter::getImageForGame(const QVariantMap &game)
 {
-    const QString id = game.value(GameKey::id).toString();
-    // An ID not of a disc's form has no cover file, so nothing to read or
-    // fetch.
-    if (!QBGameID::isValid(id) || m_imagesDownloading.contains(id) || m_supportFolder.isEmpty())
-        return false;
-    if (m_images.contains(id))
-        return true;
-    // A list of thousands of games must not wait for thousands of reads:
-    // the file is read and decoded off the event loop and the cover shows
-    // when it is ready. Whether it is missing (and so fetched) is decided
-    // by that read, so a cover on disk is never fetched.
-    if (!m_imagesReading.contains(id))
-        readCover(game, false);
-    return false;
-}
-
-void QBGameCenter::readCover(const QVariantMap &game, bool downloaded)
-{
-    m_imagesReading.insert(game.value(GameKey::id).toString());
-    m_coverReaders.start([this, game, downloaded] {
-        // The path made from the ID, not one a record carries; nothing but
-        // a regular file is read, so a FIFO put there cannot block.
-        const std::optional<QByteArray> data = QBRegularFile::read(
-                QBSupportFolder::coverPath(game.value(GameKey::id).toString()), QBImageDownload::maximumSize);
-        const QImage image = data ? QImage::fromData(*data) : QImage();
-        QMetaObject::invokeMethod(this, [this, game, image, downloaded] { coverRead(game, image, downloaded); },
-                                  Qt::QueuedConnection);
-    });
-}
-
-void QBGameCenter::coverRead(const QVariantMap &game, const QImage &image, bool downloaded)
-{
-    const QString id = game.value(GameKey::id).toString();
-    m_imagesReading.remove(id);
-    if (!image.isNull())
-        setImage(id, image);
-    if (downloaded) {
-        // The cache first, so that the listeners of imageDidDownload redraw
-        // with the new cover.
-        m_imagesDownloading.remove(id);
-        emit imageDidDownload(game);
-        return;
-    }
-    if (image.isNull() && QBSettings::downloadCovers()
-        && !game.value(GameKey::filename).toString().isEmpty())
-        downloadCover(game);
-}
-
-void QBGameCenter::downloadCover(const QVariantMap &game)
-{
-    m_imagesDownloading.insert(game.value(GameKey::id).toString());
-    auto *download = new QBImageDownload(game, m_network);
-    connect(download, &QBImageDownload::imageDidDownload, this,
-            [this](const QVariantMap &fetched) { readCover(fetched, true); });
-    m_operationQueue->addOperation(download);
+    return m_coverCache->getImageForGame(game);
 }
 
 QString QBGameCenter::pathForCoverOfGame(const QVariantMap &game) const
 {
-    const QString id = game.value(GameKey::id).toString();
-    if (!QBGameID::isValid(id))
-        return QString();
-    return QStringLiteral("%1/covers/%2.png ").arg(m_supportFolder, id);
+    return m_coverCache->pathForCoverOfGame(game);
+}
+
+const QHash<QString, QImage> &QBGameCenter::images() const
+{
+    return m_coverCache->images();
 }
 
 void QBGameCenter::setImage(const QString &id, const QImage &image)
 {
-    m_images.insert(id, image);
-    if (QBCoverEntry *entry = m_coverEntries.value(id))
-        emit entry->coverChanged(image);
+    m_coverCache->setImage(id, image);
+}
+
+const QSet<QString> &QBGameCenter::imagesDownloading() const
+{
+    return m_coverCache->imagesDownloading();
 }
 
 QBCoverEntry *QBGameCenter::coverEntry(const QString &id)
 {
-    QBCoverEntry *&entry = m_coverEntries[id];
-    if (!entry)
-        entry = new QBCoverEntry(this);
-    return entry;
+    return m_coverCache->coverEntry(id);
 }
+
+// --- The details view -----------------------------------------------------
 
 void QBGameCenter::setDetailsViewOwner(QObject *owner)
 {

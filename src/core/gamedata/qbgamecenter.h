@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "qbcoverentry.h"
 #include "qbdatabaseparse.h"
 
 #include <QHash>
@@ -9,31 +10,19 @@
 #include <QPointer>
 #include <QSet>
 #include <QStringList>
-#include <QThreadPool>
 #include <QUrl>
 #include <QVariantMap>
 
 class QBArchiveExtractor;
+class QBCoverCache;
 class QBFileDownload;
 class QBOperationQueue;
 class QNetworkAccessManager;
 
-// Tells everything that shows one game ID that its cover has arrived.
-class QBCoverEntry : public QObject
-{
-    Q_OBJECT
-
-public:
-    using QObject::QObject;
-
-signals:
-    void coverChanged(const QImage &image);
-};
-
 // The program-wide owner of what belongs to no single window: the support
 // folder with the tools and the title database, their downloads, the
-// parsed database, the cover cache and the key lists that the windows use
-// for columns and searches. One instance, made at start-up.
+// parsed database, the cover cache (a QBCoverCache) and the key lists that
+// the windows use for columns and searches. One instance, made at start-up.
 //
 // Database parses and cover downloads share one queue of at most two
 // operations. Results come back to the main thread, where all state here
@@ -83,7 +72,8 @@ public:
     // rest in lower case: "wi-fi-players" gives "Wi-fi-players".
     static QString capitalizedKey(const QString &key);
 
-    // The title database.
+    // The title database (qbgamecenterresources.cpp, as are pathForResource
+    // and the downloads).
     bool hasDatabase() const { return m_hasDatabase; }
     const QBDatabase &database() const { return m_database; }
     QVariantMap databaseRecord(const QString &id) const { return m_database.value(id); }
@@ -115,9 +105,9 @@ public:
     QString pathForCoverOfGame(const QVariantMap &game) const;
     // The place to give a game's file a custom icon; nothing to do here.
     void setFinderImageForGame(const QVariantMap &) {}
-    const QHash<QString, QImage> &images() const { return m_images; }
+    const QHash<QString, QImage> &images() const;
     void setImage(const QString &id, const QImage &image);
-    const QSet<QString> &imagesDownloading() const { return m_imagesDownloading; }
+    const QSet<QString> &imagesDownloading() const;
     QBCoverEntry *coverEntry(const QString &id);
 
     QBOperationQueue *operationQueue() const { return m_operationQueue; }
@@ -182,9 +172,6 @@ private:
     void setDownloadPercent(double percent);
 
     void databaseDidParse(const QBDatabase &database);
-    void readCover(const QVariantMap &game, bool downloaded);
-    void coverRead(const QVariantMap &game, const QImage &image, bool downloaded);
-    void downloadCover(const QVariantMap &game);
 
     QString m_supportFolder;
     QStringList m_languages;
@@ -204,13 +191,6 @@ private:
     QBFileDownload *m_download = nullptr;
     QBArchiveExtractor *m_extractor = nullptr;
 
-    QHash<QString, QImage> m_images;
-    QSet<QString> m_imagesDownloading;
-    // IDs whose cover file is being read.
-    QSet<QString> m_imagesReading;
-    QHash<QString, QBCoverEntry *> m_coverEntries;
+    QBCoverCache *m_coverCache;
     QPointer<QObject> m_detailsViewOwner;
-    // Cover files are read and decoded here; waited for on destruction, so
-    // no reader outlives the game center.
-    QThreadPool m_coverReaders;
 };

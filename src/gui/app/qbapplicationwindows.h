@@ -67,6 +67,7 @@ private:
     void cascadeWindow(QBDocument *document, QBDocument *from) override;
     void makeKeyAndOrderFront(QBDocument *document) override;
     void showStartWindow() override;
+    // The panels (qbapplicationwindowspanels.cpp).
     QString runOpenPanel() override;
     QString runPartitionPanel(const QString &title) override;
     QString runWbfsFilePanel() override;

@@ -132,6 +132,8 @@ private:
     QBDocumentWindow(QBDocument *document, const QBGameDataMenus &menus, QWidget *parent);
 
     void buildWidgets();
+    // The table, the cover grid and the stack that shows one of them.
+    void buildViews();
     void buildActions();
     void buildMenus(const QBGameDataMenus &menus);
     void setUpColumns();

@@ -119,13 +119,3 @@ void QBRenamePanel::updateExample()
     const QString name = stringForGame(games.first());
     m_example->setText(name.isEmpty() ? tr("This pattern gives no name.") : tr("For example: %1").arg(name));
 }
-
-QBConvertPanel::QBConvertPanel(QWidget *parent)
-    : QBRenamePanel(parent)
-{
-}
-
-QBConvertPanel *QBConvertPanel::convertPanel()
-{
-    return sharedPanel<QBConvertPanel>();
-}

@@ -2,35 +2,12 @@
 #pragma once
 
 #include "panels/qbfilenamepattern.h"
+#include "qbtokenfieldmenu.h"
 
 #include <QAbstractButton>
 #include <QPointer>
 #include <QTextEdit>
 #include <QTextObjectInterface>
-
-class QMenu;
-
-// The "+" button at the token field's left edge; a press pops up the menu
-// of tokens, one item per key of the vocabulary, in its order.
-class QBTokenFieldMenu : public QWidget
-{
-    Q_OBJECT
-
-public:
-    explicit QBTokenFieldMenu(QWidget *parent = nullptr);
-
-    QMenu *tokenMenu() const { return m_tokenMenu; }
-
-signals:
-    void tokenChosen(const QString &key);
-
-protected:
-    void paintEvent(QPaintEvent *event) override;
-    void mousePressEvent(QMouseEvent *event) override;
-
-private:
-    QMenu *m_tokenMenu;
-};
 
 // A one-line field in which the user composes a file-name pattern: typed
 // text stays literal, tokens come only from the "+" menu and show as

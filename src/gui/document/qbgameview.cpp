@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "qbgameviews.h"
+#include "qbgameview.h"
 
 #include "qbdocumentwindow.h"
-
 
 namespace QBGameViewDragging {
 
@@ -46,20 +45,4 @@ void drop(QBDocumentWindow *document, QDropEvent *event)
     event->accept();
 }
 
-}
-
-QBTableView::QBTableView(QBDocumentWindow *document, QWidget *parent)
-    : QBGameView(document, parent)
-{
-    QBGameViewDragging::setUp(this);
-}
-
-QBImageBrowserView::QBImageBrowserView(QBDocumentWindow *document, QWidget *parent)
-    : QBGameView(document, parent)
-{
-    // Covers stay where the layout puts them. Fixing the movement turns
-    // the list view's own dragging off, so it comes first.
-    setViewMode(QListView::IconMode);
-    setMovement(QListView::Static);
-    QBGameViewDragging::setUp(this);
 }

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QAbstractItemView>
 #include <QDropEvent>
-#include <QListView>
-#include <QTableView>
 
 class QBDocumentWindow;
 
@@ -47,18 +46,4 @@ protected:
     void dropEvent(QDropEvent *event) override { QBGameViewDragging::drop(m_document, event); }
 
     QBDocumentWindow *m_document;
-};
-
-// The game table of a document window.
-class QBTableView : public QBGameView<QTableView, false>
-{
-public:
-    explicit QBTableView(QBDocumentWindow *document, QWidget *parent = nullptr);
-};
-
-// The cover grid of a document window.
-class QBImageBrowserView : public QBGameView<QListView, true>
-{
-public:
-    explicit QBImageBrowserView(QBDocumentWindow *document, QWidget *parent = nullptr);
 };
