@@ -74,6 +74,11 @@ void tst_QBSelectPartitionPanel::listsTheScannedPartitions_data()
                          << u"2 partitions found. | wheel off | menu on | ok on | 1. /dev/sdb1 (500 GB), "
                             "2. /dev/disk/by-id/usb-%1 disk-part2 (2000 GB)"_qs
                          << true << u"/dev/sdb1"_qs;
+    // Sizes in whole decimal gigabytes; an unfinished section is no partition.
+    QTest::newRow("size not a number, last cut off")
+            << partitionSection(1, u"/a"_qs, u"big"_qs) + partitionSection(2, u"/b"_qs, u"1999999999"_qs)
+                    + u"[part-3]\\npath=/c\\nsize=3"_qs
+            << u"2 partitions found. | wheel off | menu on | ok on | 1. /a (0 GB), 2. /b (1 GB)"_qs << true << u"/a"_qs;
 }
 
 void tst_QBSelectPartitionPanel::listsTheScannedPartitions()
