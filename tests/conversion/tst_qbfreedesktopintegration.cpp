@@ -25,13 +25,11 @@ class FakeNotifications : public QObject
 public:
     QStringList summaries;
     QStringList bodies;
-    QString lastApplication;
 
 public slots:
-    uint Notify(const QString &application, uint, const QString &, const QString &summary, const QString &body,
+    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &body,
                 const QStringList &, const QVariantMap &, int)
     {
-        lastApplication = application;
         summaries << summary;
         bodies << body;
         return uint(summaries.size());
