@@ -211,7 +211,8 @@ void tst_QBDocument::selectionAndNames()
     views.rows = {0, 3};
     views.clicked = 3;
     QCOMPARE(document->selectedGame()->value(u"id"_qs).toString(), u"RQ3E01"_qs);
-    QCOMPARE(QBDocument::displayStringForGames(QList<QBListedGame>()), u"0 files"_qs);
+    // The grid's subtitle: file type and decimal gigabytes.
+    QCOMPARE(document->gameList()->index(0, 0).data(QBGameListModel::SubtitleRole).toString(), u"WBFS/WII, 4.37 GB"_qs);
 }
 
 // Database records whose values are not of the kinds the parser makes must
@@ -237,6 +238,7 @@ void tst_QBDocument::unexpectedValues()
     QCOMPARE(games->index(3, title).data().toString(), QString());
     QCOMPARE(games->index(2, QBGameListModel::columnForKey(u"players"_qs)).data().toString(), QString());
     QVERIFY(!games->index(3, QBGameListModel::columnForKey(u"region"_qs)).data().toString().isEmpty());
+    QCOMPARE(games->index(4, 0).data(QBGameListModel::SubtitleRole).toString(), u"(null), 0.00 GB"_qs);
 
     auto arrangedIds = [arranged] {
         QStringList ids;

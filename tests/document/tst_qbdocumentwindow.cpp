@@ -449,6 +449,7 @@ void tst_QBDocumentWindow::filterSortColumnsAndReload()
     QStringList visible = checkedItems(window->columnMenu());
     QCOMPARE(visible, (QStringList{u"cover"_qs, u"filename"_qs, u"filetype"_qs, u"id"_qs, u"region"_qs, u"size"_qs, titleKey}));
     QAction *genre = item(window->columnMenu(), u"genre"_qs);
+    QCOMPARE(item(window->columnMenu(), u"wi-fi-players"_qs)->text(), u"Wi-fi-players"_qs);
     QAction *region = item(window->columnMenu(), u"region"_qs);
     genre->trigger();
     region->trigger();
@@ -528,13 +529,23 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     QVERIFY(database.open(QIODevice::WriteOnly));
     database.write(R"(<datafile>
         <game><id>RQAE01</id><genre>adventure</genre><locale lang="EN"><title>Alpha Database</title></locale></game>
-        <game><id>RQBP01</id><genre>puzzle</genre><input players="2"/><locale lang="EN"><title>Beta Database</title></locale></game>
+        <game><id>RQBP01</id><genre>puzzle</genre><input players="2"/><locale lang="EN"><title>Beta Database</title>
+        <filename>/etc/passwd</filename><filetype>x</filetype><size>900</size><coverPath>/x.png</coverPath></locale></game>
         <game><id>ZZZZ01</id><region>PAL</region><locale lang="EN"><title>Zulu</title></locale></game>
         </datafile>)");
     database.close();
+    // What locates and describes the files stays the tool's.
+    auto toolValues = [window] {
+        QStringList values;
+        for (const QString &key : {u"filename"_qs, u"filetype"_qs, u"size"_qs, u"coverPath"_qs})
+            values << arrangedValues(window, key);
+        return values;
+    };
+    const QStringList files = toolValues();
     QSignalSpy loaded(m_center.get(), &QBGameCenter::databaseDidLoad);
     m_center->parseDatabase();
     QVERIFY(loaded.wait());
+    QCOMPARE(toolValues(), files);
     for (int row = 0; row < games->rowCount(); ++row) {
         const QString id = games->value(row, u"id"_qs).toString();
         const QVariant genre = games->value(row, u"genre"_qs);

