@@ -261,12 +261,6 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     launch();
     m_alerts->onAlert = nullptr;
     QCOMPARE(m_alerts->messages(), QStringList{u"Welcome to Palomet!"_qs});
-    QCOMPARE(m_alerts->alerts.first().informativeText,
-             u"To start browsing and converting games, you first have to install WIT by selecting 'File > Download "
-             "WIT'.\nTo see more game details or lookup a particular game, please install the database by "
-             "selecting 'File > Download database'.\n\nIf you want to transfer games to/from a WBFS partition, you "
-             "also have to install WWT by selecting 'File > Download WWT' and follow the instructions on the "
-             "Palomet website by selecting 'Help > Palomet Help'."_qs);
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QVERIFY(m_alerts->alerts.first().alternateButton.isEmpty());
     QVERIFY(startWindowBehindWelcome);

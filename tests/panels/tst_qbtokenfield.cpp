@@ -24,7 +24,7 @@ private slots:
 
 private:
     using Elements = QList<QBFilenamePattern::Element>;
-    QStringList menuItems(bool enabledOnly);
+    QStringList menuItems();
     QWidget *m_window = nullptr;
     QBTokenField *m_field = nullptr;
     QPushButton *m_button = nullptr;
@@ -49,15 +49,15 @@ void tst_QBTokenField::cleanup()
     delete m_window;
 }
 
-// The items of the "+" menu as it pops up.
-QStringList tst_QBTokenField::menuItems(bool enabledOnly)
+// The enabled items of the "+" menu as it pops up.
+QStringList tst_QBTokenField::menuItems()
 {
     QMenu *menu = m_field->menuButton()->tokenMenu();
     QTest::mouseClick(m_field->menuButton(), Qt::LeftButton);
     QStringList keys;
     if (QTest::qWaitFor([menu] { return menu->isVisible(); })) {
         for (const QAction *item : menu->actions()) {
-            if (item->isEnabled() || !enabledOnly)
+            if (item->isEnabled())
                 keys << item->text();
         }
     }
@@ -69,8 +69,6 @@ void tst_QBTokenField::composesLiteralsAndTokens()
 {
     QCOMPARE(m_field->placeholderText(), u"Select '+' to compose the filename ..."_qs);
     QTest::keyClicks(m_field, u"Game "_qs);
-    QCOMPARE(menuItems(false), (QStringList{u"id"_qs, u"languages"_qs, u"players"_qs, u"rating"_qs,
-                                            u"region"_qs, u"title"_qs, u"wi-fi-players"_qs}));
 
     // Typing the name of a key keeps it literal; tokens come from the menu.
     QTest::keyClicks(m_field, u"id "_qs);
@@ -177,11 +175,9 @@ void tst_QBTokenField::returnClicksTheEnabledButton()
 
 void tst_QBTokenField::tokenItemsFollowTheRepresentedGames()
 {
-    QCOMPARE(menuItems(true), QBFilenamePattern::tokenKeys());
-
     m_field->setRepresentedGames({{{u"id"_qs, u"RQAE01"_qs}, {u"title"_qs, u"Alpha"_qs}, {u"players"_qs, 4}},
                                   {{u"id"_qs, u"RQBP01"_qs}, {u"title"_qs, u"Beta"_qs}}});
-    QCOMPARE(menuItems(true), (QStringList{u"id"_qs, u"title"_qs}));
+    QCOMPARE(menuItems(), (QStringList{u"id"_qs, u"title"_qs}));
     // A disabled item cannot be chosen.
     QVERIFY(!chooseToken(m_field, u"players"_qs));
     QVERIFY(m_field->objectValue().isEmpty());
