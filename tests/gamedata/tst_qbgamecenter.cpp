@@ -55,7 +55,6 @@ private slots:
     void cleanup();
     void startUp();
     void noSupportFolder();
-    void databaseDownload();
     void toolDownload();
     void failedDownloads_data();
     void failedDownloads();
@@ -151,52 +150,6 @@ void tst_QBGameCenter::noSupportFolder()
     QVERIFY(!center.getImageForGame({{u"id"_qs, u"RMCP01"_qs}, {u"filename"_qs, u"/x.wbfs"_qs}}));
     QTRY_VERIFY(!center.isParsing());
     QVERIFY(!center.hasDatabase());
-}
-
-void tst_QBGameCenter::databaseDownload()
-{
-    QBScriptedAlerts alerts;
-    m_server.setRoute(u"/wiitdb.zip"_qs, QBTestZip::make({{u"wiitdb.xml"_qs, database}}), Mode::Slow);
-    QBGameCenter center;
-    QTRY_VERIFY(!center.isParsing());
-
-    QSignalSpy loaded(&center, &QBGameCenter::databaseDidLoad);
-    QSignalSpy window(&center, &QBGameCenter::downloadWindowVisibleChanged);
-    QList<double> percents;
-    QList<bool> determinate;
-    connect(&center, &QBGameCenter::downloadPercentChanged, this, [&](double percent) {
-        percents << percent;
-        determinate << center.isDownloadDeterminate();
-    });
-    center.downloadDatabase();
-    QCOMPARE(center.downloadString(), u"wiitdb"_qs);
-    QCOMPARE(center.downloadText(), u"Downloading the database ..."_qs);
-    QVERIFY(center.isDownloadWindowVisible());
-    QCOMPARE(titles(center), (QStringList{u"Downloading database ..."_qs, u"Download WIT"_qs, u"Download WWT"_qs}));
-    QVERIFY(!center.validateUserInterfaceItem(Download::WIT).enabled);
-
-    QVERIFY(loaded.wait());
-    QVERIFY(center.downloadString().isEmpty());
-    QCOMPARE(window.size(), 2);
-    QVERIFY(!center.isDownloadWindowVisible());
-    // The slow answer came in pieces, each shown on a determinate bar.
-    QVERIFY2(percents.size() > 3, qPrintable(QString::number(percents.size())));
-    QVERIFY(!determinate.contains(false));
-    QVERIFY(std::is_sorted(percents.cbegin(), percents.cend()));
-    QCOMPARE(percents.last(), 100.0);
-    QVERIFY(alerts.alerts.isEmpty());
-    QVERIFY(center.hasDatabase());
-    QCOMPARE(center.databaseRecord(u"RMCP01"_qs).value(u"title"_qs).toString(), u"Kart"_qs);
-    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
-    // The archive was the program's own, and went.
-    QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
-    QVERIFY(victimIsUntouched());
-    QCOMPARE(center.validateUserInterfaceItem(Download::Database).title, u"Update database"_qs);
-
-    // The second time it is an update.
-    center.downloadDatabase();
-    QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
-    QVERIFY(loaded.wait());
 }
 
 void tst_QBGameCenter::toolDownload()

@@ -67,7 +67,6 @@ private slots:
     void missingCoverIsFetched();
     void nothingIsFetched_data();
     void nothingIsFetched();
-    void oneFetchPerGameAndTwoAtATime();
 
 private:
     QTemporaryDir m_dir;
@@ -238,31 +237,6 @@ void tst_QBImageDownload::nothingIsFetched()
     QVERIFY(center.imagesDownloading().isEmpty());
     QCOMPARE(center.operationQueue()->operationCount(), 0);
     QVERIFY(m_server->requests().isEmpty());
-}
-
-void tst_QBImageDownload::oneFetchPerGameAndTwoAtATime()
-{
-    const QStringList ids{u"RAAP01"_qs, u"RBBP01"_qs, u"RCCP01"_qs};
-    for (const QString &id : ids)
-        m_server->setRoute(coverRequest(u"FR"_qs, id), png(qRgb(1, 2, 3)), Mode::Held);
-    QBGameCenter center;
-    QTRY_VERIFY(!center.isParsing());
-    QSignalSpy downloaded(&center, &QBGameCenter::imageDidDownload);
-    for (const QString &id : ids)
-        center.getImageForGame(game(id));
-    QTRY_COMPARE(center.imagesDownloading().size(), 3);
-    for (const QString &id : ids)
-        QVERIFY(!center.getImageForGame(game(id)));
-    QTRY_COMPARE(m_server->requests().size(), 2);
-    QTest::qWait(100);
-    QCOMPARE(m_server->requests().size(), 2);
-
-    m_server->release();
-    QTRY_COMPARE(m_server->requests().size(), 3);
-    m_server->release();
-    QTRY_COMPARE(downloaded.size(), 3);
-    QVERIFY(center.imagesDownloading().isEmpty());
-    QCOMPARE(center.images().size(), 3);
 }
 
 QTEST_GUILESS_MAIN(tst_QBImageDownload)

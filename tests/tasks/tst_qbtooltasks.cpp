@@ -160,7 +160,6 @@ private slots:
 
     void removes_data();
     void removes();
-    void renameReadsTheMoveSectionOnly();
     void cancelledEditsPostNothing();
 
 private:
@@ -440,20 +439,6 @@ void tst_QBToolTasks::removes()
         if (!names.at(i).isEmpty())
             QCOMPARE(QFile::exists(games.at(i).toMap().value(GameKey::filename).toString()), status != 0);
     }
-}
-
-void tst_QBToolTasks::renameReadsTheMoveSectionOnly()
-{
-    QBFakeTool tool;
-    tool.setScript(u"out [version]\\ndest-path=/not/this\\n\\n[MOVE]\\ndest-path=/first\\ndest-path=/second\\n\\n\n"_qs);
-    QBRenameTask task({}, {u"move"_qs}, nullptr);
-    QCOMPARE(posts(task, &QBRenameTask::renomationDidFinish).first().first().toMap().value(UserInfoKey::destinationPath),
-             QVariant(u"/second"_qs));
-
-    tool.setScript(u"out [version]\\ndest-path=/not/this\\n\\n\n"_qs);
-    QBRenameTask bare({}, {u"move"_qs}, nullptr);
-    QCOMPARE(posts(bare, &QBRenameTask::renomationDidFinish).first().first().toMap().keys(),
-             (QStringList{UserInfoKey::game, UserInfoKey::terminationStatus}));
 }
 
 void tst_QBToolTasks::cancelledEditsPostNothing()
