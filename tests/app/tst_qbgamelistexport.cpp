@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qbgamelistexport.h"
 #include "base/qbsettings.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 
 #include <QFile>
@@ -18,12 +19,6 @@ QVariantMap game(const QString &id, const QString &title, const QString &region,
     QVariantMap values{{u"id"_qs, id}, {u"title"_qs, title}, {u"region"_qs, region}};
     values.insert(facts);
     return values;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // UTF-16, little end first, after its byte-order mark.
@@ -131,7 +126,7 @@ void tst_QBGameListExport::htmlPage()
             "<td>4</td><td>2</td><td>(null)</td></tr>\n"
             "<tr><td><img src='"_qs + pictures.at(3) + u"' /></td><td>RQCP01</td><td>Charlie</td>"
             "<td>(null)</td><td>(null)</td><td>FR</td></tr>\n"_qs;
-    QVERIFY(readFile(job.path()).contains(utf16(rows).mid(2)));
+    QVERIFY(QBTestFiles::read(job.path()).contains(utf16(rows).mid(2)));
     QVERIFY(!QFile::exists(m_dir.filePath(u"list.txt"_qs)));
     if (serverUp) {
         // One check per game, and the English cover is never fetched.

@@ -5,6 +5,7 @@
 #include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfaketool.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 #include "qbtestzip.h"
@@ -223,8 +224,7 @@ bool tst_QBListCommand::installDatabase(const QByteArray &xml)
     if (xml.isNull())
         return true;
     QDir().mkpath(m_dir.filePath(u"data/palomet"_qs));
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(xml) == xml.size();
+    return QBTestFiles::write(path, xml);
 }
 
 namespace {
@@ -347,24 +347,19 @@ void tst_QBListCommand::exportsGameList()
     Result result = palomet({u"--export"_qs, chosen, u"--format"_qs, u"txt"_qs, u"--part"_qs, m_library.container});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.lines.isEmpty());
-    QFile file(m_dir.filePath(u"games.txt"_qs));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString bom = QString(QChar(0xFEFF));
-    text.prepend(bom);
-    QCOMPARE(file.readAll(), QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
-    file.close();
+    text.prepend(QChar(0xFEFF));
+    QCOMPARE(QBTestFiles::read(m_dir.filePath(u"games.txt"_qs)),
+             QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
 
     // The page, the format taken from the settings' default.
     result = palomet({u"--export"_qs, chosen, u"--part"_qs, m_library.container}, true);
     QCOMPARE(result.exitCode, 0);
-    file.setFileName(m_dir.filePath(u"games.html"_qs));
-    QVERIFY(file.open(QIODevice::ReadOnly));
     const QString page = u"<html>\n<head><title>"_qs + m_library.container
             + u"</title>\n<style>table { text-align:left } th,td { padding:2px 10px } img { width:60px; "
               "height:90px; }</style>\n</head>\n<body>\n<table>\n<tr><th>Cover</th><th>Id</th><th>Title</th>"
               "<th>Players</th><th>Wi-Fi Players</th><th>Languages</th></tr>\n"_qs
             + rows + u"</table>\n</body>\n</html>"_qs;
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = QBTestFiles::read(m_dir.filePath(u"games.html"_qs));
     QVERIFY(bytes.startsWith("\xFF\xFE"));
     const QString written = QString::fromUtf16(reinterpret_cast<const char16_t *>(bytes.constData() + 2),
                                                (bytes.size() - 2) / 2);
@@ -373,7 +368,7 @@ void tst_QBListCommand::exportsGameList()
 
     // A place no file can be written to (below a file, as even the
     // superuser cannot write there): a message and status 1.
-    const QString below = file.fileName() + u"/list.txt"_qs;
+    const QString below = m_dir.filePath(u"games.html/list.txt"_qs);
     result = palomet({u"--export"_qs, below, u"--format"_qs, u"txt"_qs, m_library.folder});
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.errors.contains("could not be saved as “list.txt”"), result.errors.constData());
@@ -419,12 +414,11 @@ void tst_QBListCommand::updatesDatabase()
         QCOMPARE(finished.first().first().toInt(), 0);
     }
     QBSupportFolder::setLocation(QString());
-    QFile installed(m_dir.filePath(u"update/wiitdb.xml"_qs));
-    QVERIFY(installed.open(QIODevice::ReadOnly));
-    QCOMPARE(installed.readAll(), database);
+    const QString installed = m_dir.filePath(u"update/wiitdb.xml"_qs);
+    QCOMPARE(QBTestFiles::read(installed), database);
     QCOMPARE(errors.data(), QByteArray("palomet: Downloading the database ...\npalomet: 100%\n"
                                        "palomet: The title database is installed: ")
-                                    + installed.fileName().toUtf8() + '\n');
+                                    + installed.toUtf8() + '\n');
 
     // The program itself, with a server that has no database.
     QBTestHttpServer http;

@@ -20,6 +20,7 @@
 #include "panels/qbrenamepanel.h"
 #include "qbfaketool.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 #include "tasks/qbbrowsingtask.h"
@@ -29,7 +30,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
-#include <QBuffer>
 #include <QContextMenuEvent>
 #include <QDirIterator>
 #include <QDrag>
@@ -181,22 +181,6 @@ QStringList values(QBDocumentWindow *window, const QString &key)
 int rowOf(QBDocumentWindow *window, const QString &id)
 {
     return int(values(window, u"id"_qs).indexOf(id));
-}
-
-QImage picture(QRgb color)
-{
-    QImage image(176, 248, QImage::Format_RGB32);
-    image.fill(color);
-    return image;
-}
-
-QByteArray png(const QImage &image)
-{
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return data;
 }
 
 bool waitListed(QBDocumentWindow *window)
@@ -676,9 +660,8 @@ void tst_QBDocumentWindow::renamingByPattern()
     const QString source = folderWith(u"rename"_qs, stock.mid(0, 3));
     // A name that is taken: that game keeps its file, and the file in the
     // way is left as it is.
-    QFile taken(source + u"/Charlie WIA [RQCJ01].wdf"_qs);
-    QVERIFY(taken.open(QIODevice::WriteOnly) && taken.write("mine") == 4);
-    taken.close();
+    const QString taken = source + u"/Charlie WIA [RQCJ01].wdf"_qs;
+    QVERIFY(QBTestFiles::write(taken, "mine"));
     QBDocumentWindow *folder = open(source, QBDocument::Folder);
     QVERIFY(folder);
     QCOMPARE(folder->document()->games().size(), 3);
@@ -726,8 +709,7 @@ void tst_QBDocumentWindow::renamingByPattern()
                                  source + u"/Charlie [RQCJ01].wdf"_qs}));
     for (const QString &file : std::as_const(files))
         QVERIFY(QFile::exists(file));
-    QVERIFY(taken.open(QIODevice::ReadOnly));
-    QCOMPARE(taken.readAll(), QByteArray("mine"));
+    QCOMPARE(QBTestFiles::read(taken), QByteArray("mine"));
 }
 
 void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
@@ -745,11 +727,7 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
     // arrives: the cover, the same badge. A bigger count: a wider badge.
     const int alpha = rowOf(folder, u"RQAE01"_qs);
     const QImage missing = drag(folder, grid, {alpha}).image;
-    m_center->setImage(u"RQAE01"_qs, [] {
-        QImage blue(176, 248, QImage::Format_RGB32);
-        blue.fill(Qt::blue);
-        return blue;
-    }());
+    m_center->setImage(u"RQAE01"_qs, QBTestFiles::picture(qRgb(0, 0, 255)));
     const Dragged dragged = drag(folder, grid, {alpha});
     const QImage one = dragged.image;
     auto isRed = [](const QImage &image, int x, int y) {
@@ -942,14 +920,12 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QVERIFY(!QBDocumentWindow::create(m_dir.filePath(u"missing"_qs), QBDocument::Folder, 1, *m_menus));
     QVERIFY(!QBDocumentWindow::create(m_dir.filePath(u"missing"_qs), QBDocument::Partition, 1, *m_menus));
 
-    QFile notes(m_dir.filePath(u"notes.txt"_qs));
-    QVERIFY(notes.open(QIODevice::WriteOnly));
-    notes.write("not a partition\n");
-    notes.close();
-    QBDocumentWindow *notPartition = open(notes.fileName(), QBDocument::Partition);
+    const QString notes = m_dir.filePath(u"notes.txt"_qs);
+    QVERIFY(QBTestFiles::write(notes, "not a partition\n"));
+    QBDocumentWindow *notPartition = open(notes, QBDocument::Partition);
     QVERIFY(notPartition);
     QVERIFY(waitListed(notPartition));
-    QCOMPARE(m_alerts->messages(), QStringList{u"'%1' could not be opened correctly."_qs.arg(notes.fileName())});
+    QCOMPARE(m_alerts->messages(), QStringList{u"'%1' could not be opened correctly."_qs.arg(notes)});
     QCOMPARE(m_alerts->alerts.first().informativeText, QString());
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QCOMPARE(notPartition->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
@@ -1047,7 +1023,7 @@ void tst_QBDocumentWindow::selectionDisplayModesAndDetails()
     const QTextCharFormat label = popover->infosTextView()->document()->begin().begin().fragment().charFormat();
     QCOMPARE(label.anchorHref(), u"https://www.gametdb.com/Wii/"_qs + id);
     // Its cover follows a later arrival.
-    m_center->setImage(id, picture(qRgb(200, 0, 0)));
+    m_center->setImage(id, QBTestFiles::picture(qRgb(200, 0, 0)));
     const QImage shown = popover->coverImageView()->pixmap().toImage();
     QCOMPARE(shown.pixelColor(shown.rect().center()), QColor(200, 0, 0));
 
@@ -1163,12 +1139,12 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
 {
     // Every cover is on disk but one, which the cover server has.
     QBTestHttpServer server;
-    server.setRoute(u"/wii/cover3D/EN/RQAE01.png"_qs, png(picture(qRgb(0, 0, 200))));
+    server.setRoute(u"/wii/cover3D/EN/RQAE01.png"_qs, QBTestFiles::png(QBTestFiles::picture(qRgb(0, 0, 200))));
     QBSettings::setValue(SettingsKey::coverServer, server.url());
     QBSettings::setValue(SettingsKey::downloadCovers, true);
     for (const QString &id : m_library.allIds) {
         if (id != u"RQAE01"_qs)
-            QVERIFY(picture(qRgb(0, 150, 0)).save(QBSupportFolder::coverPath(id)));
+            QVERIFY(QBTestFiles::picture(qRgb(0, 150, 0)).save(QBSupportFolder::coverPath(id)));
     }
 
     // The library with the WBFS file beside it: three games listed twice.
@@ -1206,15 +1182,12 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     QBDetailsPopover *popover = QBDetailsPopover::shared();
     QVERIFY(popover->isVisible());
     QVERIFY(!popover->infosTextView()->toPlainText().contains(u"Genre"_qs));
-    QFile database(m_dir.filePath(u"support/wiitdb.xml"_qs));
-    QVERIFY(database.open(QIODevice::WriteOnly));
-    database.write(R"(<datafile>
+    QVERIFY(QBTestFiles::write(m_dir.filePath(u"support/wiitdb.xml"_qs), R"(<datafile>
         <game><id>RQAE01</id><genre>adventure</genre><locale lang="EN"><title>Alpha Database</title></locale></game>
         <game><id>RQBP01</id><genre>puzzle</genre><input players="2"/><locale lang="EN"><title>Beta Database</title>
         <filename>/etc/passwd</filename><filetype>x</filetype><size>900</size><coverPath>/x.png</coverPath></locale></game>
         <game><id>ZZZZ01</id><region>PAL</region><locale lang="EN"><title>Zulu</title></locale></game>
-        </datafile>)");
-    database.close();
+        </datafile>)"));
     // What locates and describes the files stays the tool's.
     auto toolValues = [window] {
         QStringList list;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "gamedata/qbdatabaseparse.h"
 #include "gamedata/qblanguages.h"
+#include "qbtestfiles.h"
 
 #include <QDateTime>
 #include <QSettings>
@@ -78,10 +79,7 @@ void tst_QBDatabaseParse::preferenceList()
 QString tst_QBDatabaseParse::write(const QByteArray &xml)
 {
     const QString path = m_dir.filePath(QString::number(++m_files) + u".xml"_qs);
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(xml) != xml.size())
-        return QString();
-    return path;
+    return QBTestFiles::write(path, xml) ? path : QString();
 }
 
 // One game's children, the preference list, and the record expected (none:

@@ -3,6 +3,7 @@
 #include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestzip.h"
 
@@ -22,18 +23,6 @@ namespace {
 const QByteArray database = R"(<datafile><WiiTDB version="1"/>
 <game name="x"><id>RMCP01</id><region>PAL</region><locale lang="EN"><title>Kart</title></locale></game>
 </datafile>)";
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
 
 QStringList titles(const QBGameCenter &center)
 {
@@ -69,7 +58,7 @@ private:
     }
     // Nothing has been written through the links planted at the names of
     // the shared temporary folder.
-    bool victimIsUntouched() const { return readFile(m_dir.filePath(u"victim"_qs)) == "mine"; }
+    bool victimIsUntouched() const { return QBTestFiles::read(m_dir.filePath(u"victim"_qs)) == "mine"; }
     QStringList supportEntries(const QString &folder = QString()) const
     {
         return QDir(support(folder)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
@@ -88,7 +77,7 @@ void tst_QBGameCenter::initTestCase()
     // temporary folder.
     QDir().mkpath(m_dir.filePath(u"tmp"_qs));
     qputenv("TMPDIR", m_dir.filePath(u"tmp"_qs).toLocal8Bit());
-    QVERIFY(writeFile(m_dir.filePath(u"victim"_qs), "mine"));
+    QVERIFY(QBTestFiles::write(m_dir.filePath(u"victim"_qs), "mine"));
     for (const QString &name : {u"wiitdb"_qs, u"wit"_qs, u"wwt"_qs})
         QVERIFY(QFile::link(m_dir.filePath(u"victim"_qs), m_dir.filePath(u"tmp/"_qs + name)));
 }
@@ -125,7 +114,7 @@ void tst_QBGameCenter::startUp()
     QFile::remove(support(u".partial-new"_qs));
     // The system's tools until the support folder holds its own.
     QCOMPARE(center.pathForResource(u"wit"_qs), QStandardPaths::findExecutable(u"wit"_qs));
-    QVERIFY(writeFile(support(u"wit"_qs), "#!/bin/sh\n"));
+    QVERIFY(QBTestFiles::write(support(u"wit"_qs), "#!/bin/sh\n"));
     QFile::setPermissions(support(u"wit"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QCOMPARE(center.pathForResource(u"wit"_qs), support(u"wit"_qs));
 
@@ -141,7 +130,7 @@ void tst_QBGameCenter::startUp()
 
 void tst_QBGameCenter::noSupportFolder()
 {
-    QVERIFY(writeFile(m_dir.filePath(u"plain file"_qs), "x"));
+    QVERIFY(QBTestFiles::write(m_dir.filePath(u"plain file"_qs), "x"));
     QBSupportFolder::setLocation(m_dir.filePath(u"plain file/support"_qs));
     QBGameCenter center;
     QVERIFY(center.supportFolder().isEmpty());
@@ -212,7 +201,7 @@ void tst_QBGameCenter::failedDownloads()
 
     QBScriptedAlerts alerts;
     QDir().mkpath(support());
-    QVERIFY(writeFile(support(u"wiitdb.xml"_qs), database));
+    QVERIFY(QBTestFiles::write(support(u"wiitdb.xml"_qs), database));
     m_server.setRoute(u"/wiitdb.zip"_qs, body, mode);
     QBGameCenter center;
     QTRY_VERIFY(!center.isParsing());
@@ -234,7 +223,7 @@ void tst_QBGameCenter::failedDownloads()
         // The window closes before the alert, the menu frees up after it.
         QCOMPARE(menuDuringAlert.first(), u"Downloading database ..."_qs);
     }
-    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+    QCOMPARE(QBTestFiles::read(support(u"wiitdb.xml"_qs)), database);
     QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
     QVERIFY(victimIsUntouched());
     QCOMPARE(parsing.size(), 0);
@@ -288,7 +277,7 @@ void tst_QBGameCenter::hostileArchives()
     QCOMPARE(supportEntries(), installed);
     QVERIFY(supportEntries(u"covers"_qs).isEmpty());
     if (installed.size() > 1) {
-        QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+        QCOMPARE(QBTestFiles::read(support(u"wiitdb.xml"_qs)), database);
         QVERIFY(!QFileInfo(support(u"wiitdb.xml"_qs)).isExecutable());
     }
     QVERIFY(!QFile::exists(m_dir.filePath(u"escaped"_qs)));

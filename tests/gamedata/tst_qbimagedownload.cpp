@@ -5,10 +5,10 @@
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbimagedownload.h"
 #include "gamedata/qblanguages.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "tasks/qboperationqueue.h"
 
-#include <QBuffer>
 #include <QDir>
 #include <QFile>
 #include <QSettings>
@@ -23,13 +23,7 @@ namespace {
 
 QByteArray png(QRgb color)
 {
-    QImage image(8, 11, QImage::Format_RGB32);
-    image.fill(color);
-    QByteArray data;
-    QBuffer buffer(&data);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return data;
+    return QBTestFiles::png(QBTestFiles::picture(color));
 }
 
 QString coverPath(const QString &id)
@@ -118,11 +112,7 @@ void tst_QBImageDownload::coverLanguage()
 void tst_QBImageDownload::coverOnDisk()
 {
     QBGameCenter center;
-    {
-        QFile file(coverPath(u"RMCP01"_qs));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(png(qRgb(255, 0, 0)));
-    }
+    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
     QSignalSpy arrived(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverChanged);
     // Read off the event loop: not cached on return, shown when ready.
     QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));

@@ -8,6 +8,7 @@
 #include "qbfaketool.h"
 #include "qbpaneltestutil.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 #include "qbtestimages.h"
 
 #include <QApplication>
@@ -433,10 +434,7 @@ void tst_QBPanels::opensAWbfsFile()
     const QString container = QBTestImages::makeWbfsFile(dir.filePath(u"games.wbfs"_qs), {}, 1);
     QVERIFY2(!container.isEmpty(), qPrintable(QBTestImages::lastError()));
     const QString notes = dir.filePath(u"notes.wbfs"_qs);
-    QFile file(notes);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("not a partition");
-    file.close();
+    QVERIFY(QBTestFiles::write(notes, "not a partition"));
 
     QBScriptedAlerts alerts;
     QBFakeTool tool;
