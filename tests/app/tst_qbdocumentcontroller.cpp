@@ -654,7 +654,6 @@ void tst_QBDocumentController::exportFromTheMenu()
     const qsizetype beta = html.indexOf(
             server.url() + u"/wii/cover3D/FR/RQBP01.png' /></td><td>RQBP01</td><td>Beta: The Colon</td>"_qs);
     QVERIFY(delta > 0 && beta > delta);
-    QVERIFY(html.endsWith(u"</table>\n</body>\n</html>"_qs));
 }
 
 void tst_QBDocumentController::preferences()

@@ -131,11 +131,6 @@ void tst_QBDatabaseParse::gameRecord_data()
             << QStringList{u"en"_qs}
             << std::optional(Record{{u"id"_qs, u"RMCP01"_qs}, {u"lang"_qs, u"en"_qs},
                                     {u"title"_qs, u"A bold!<move>"_qs}, {u"tagline"_qs, u"Go"_qs}});
-    QTest::newRow("text nested deeper than a stack goes")
-            << id + "<locale lang=\"EN\"><title>" + QByteArray("<b>").repeated(500000) + "deep"
-                    + QByteArray("</b>").repeated(500000) + "</title></locale>"
-            << QStringList{u"en"_qs}
-            << std::optional(Record{{u"id"_qs, u"RMCP01"_qs}, {u"lang"_qs, u"en"_qs}, {u"title"_qs, u"deep"_qs}});
     QTest::newRow("date, unpadded") << id + R"(<date year="2008" month="11" day="6"/>)" << QStringList()
                                     << std::optional(Record{{u"id"_qs, u"RMCP01"_qs},
                                                             {u"date"_qs, QDateTime(QDate(2008, 11, 6), QTime(0, 0), Qt::UTC)}});
