@@ -265,6 +265,7 @@ private:
 void tst_QBDocumentWindow::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
+    QBSupportFolder::setLocation(m_dir.filePath(u"support"_qs));
     QVERIFY2(QBTestImages::makeLibrary(m_dir.filePath(u"lib"_qs), &m_library), qPrintable(QBTestImages::lastError()));
     const QStringList titles{u"Alpha Quest"_qs, u"Beta: The Colon"_qs, u"Charlie WIA"_qs, u"Delta CISO"_qs};
     for (int i = 0; i < stock.size(); ++i) {
@@ -278,10 +279,8 @@ void tst_QBDocumentWindow::initTestCase()
 
 void tst_QBDocumentWindow::init()
 {
-    // No covers or database left by an earlier case, in a support folder
-    // of the test's own (the fake tool gives the default back).
+    // No covers or database left by an earlier case.
     QDir(m_dir.filePath(u"support"_qs)).removeRecursively();
-    QBSupportFolder::setLocation(m_dir.filePath(u"support"_qs));
     QSettings().clear();
     QBSettings::setValue(SettingsKey::languages, QStringList{u"en"_qs});
     QBSettings::setValue(SettingsKey::downloadCovers, false);
