@@ -71,6 +71,10 @@ public:
     // Each blank-separated word with its first letter in upper case and the
     // rest in lower case: "wi-fi-players" gives "Wi-fi-players".
     static QString capitalizedKey(const QString &key);
+    // A key as a person reads it: "wi-fi-players" gives "Wi-Fi players",
+    // "date" "Release date"; a key without a name of its own is
+    // capitalized.
+    static QString labelForKey(const QString &key);
 
     // The title database (qbgamecenterresources.cpp, as are pathForResource
     // and the downloads).
@@ -122,9 +126,15 @@ public:
     void hideDetailsView();
     // Rebuilds the details view's content from its game.
     void updateDetailsView();
-    // The details text after its attribution: "\nKey: value" for each key
-    // of databaseKeys that the game holds, in that order.
+    // The details text after its attribution: "\nLabel: value" for each key
+    // of databaseKeys that the game holds, in that order, with the release
+    // date after the publisher.
     static QString detailsText(const QVariantMap &game);
+    // A record value as the lists show it: textForValue, except that a
+    // region the tool names in its own code ("USA ", "JAPA") reads as the
+    // title database names it ("NTSC-U", "NTSC-J").
+    static QString displayText(const QString &key, const QVariant &value);
+    static QString regionText(const QString &region);
     // A record value as the windows write it: numbers as plain figures,
     // dates in the long style without time, lists joined with ", "; values
     // that have no text form (maps, images) give an empty text.
