@@ -2,6 +2,7 @@
 #include "app/qbapplicationmenus.h"
 #include "app/qbapplicationwindows.h"
 #include "app/qbdocumentcontroller.h"
+#include "app/qbhelpwindow.h"
 #include "app/qbinstancechannel.h"
 #include "app/qbpreferenceswindow.h"
 #include "app/qbsignalwatcher.h"
@@ -41,6 +42,7 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTableView>
+#include <QTextBrowser>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -183,7 +185,7 @@ private slots:
     void signalEndsAsQuitWithoutQuestions();
 
 private:
-    void launch(int build = QBDocumentController::programBuildVersion());
+    void launch(int build = QBDocumentController::programBuildVersion(), const QStringList &paths = {});
     QBDocumentWindow *window(const QString &filename) const;
     QBDocumentWindow *waitListed(const QString &filename) const;
 
@@ -227,14 +229,18 @@ void tst_QBDocumentController::cleanup()
 }
 
 // A launch of the program as main() makes it, after the last one ended.
-void tst_QBDocumentController::launch(int build)
+void tst_QBDocumentController::launch(int build, const QStringList &paths)
 {
     m_windows.reset();
     m_controller.reset();
+    // The welcome comes from the event loop, once the tools have answered.
+    const bool welcome = QBSettings::lastVersion() != build && !QBSettings::firstAlert();
     m_controller = std::make_unique<QBDocumentController>();
     m_controller->setBuildVersion(build);
     m_windows = std::make_unique<QBApplicationWindows>(m_controller.get(), m_center.get());
-    m_windows->start();
+    m_windows->start(paths);
+    if (welcome)
+        QTest::qWaitFor([] { return QBSettings::firstAlert(); }, 10000);
 }
 
 QBDocumentWindow *tst_QBDocumentController::window(const QString &filename) const
@@ -265,6 +271,11 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QVERIFY(m_alerts->alerts.first().alternateButton.isEmpty());
     QVERIFY(startWindowBehindWelcome);
+    // The system's tools are named with their versions, not sent for.
+    const QString welcomeText = m_alerts->alerts.first().informativeText;
+    QVERIFY2(QRegularExpression(u"with wit [0-9][0-9.]*[a-z]*, installed on your system"_qs).match(welcomeText).hasMatch()
+                     && welcomeText.contains(u"with wwt "_qs) && !welcomeText.contains(u"Download WIT"_qs),
+             qPrintable(welcomeText));
     QSettings settings;
     QCOMPARE(settings.value(SettingsKey::lastVersion).toInt(), build);
     QCOMPARE(settings.value(SettingsKey::firstAlert).toBool(), true);
@@ -292,8 +303,14 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     QVERIFY(!settings.contains(SettingsKey::firstAlert));
 
     // A new build keeps the user's choice, adds what is missing, and
-    // considers the welcome again.
-    launch(build + 1);
+    // considers the welcome again, which holds back no folder given to it.
+    int documentsBehindWelcome = 0;
+    m_alerts->onAlert = [this, &documentsBehindWelcome](const QBAlert &) {
+        documentsBehindWelcome = int(m_controller->documents().size());
+    };
+    launch(build + 1, {m_library.folder});
+    m_alerts->onAlert = nullptr;
+    QCOMPARE(documentsBehindWelcome, 1);
     QCOMPARE(settings.value(SettingsKey::conversionFormat).toString(), u"iso"_qs);
     QCOMPARE(settings.value(SettingsKey::exportFormat).toString(), u"html"_qs);
     QCOMPARE(settings.value(SettingsKey::lastVersion).toInt(), build + 1);
@@ -559,18 +576,27 @@ void tst_QBDocumentController::openingCommands()
     QCOMPARE(folder->document()->games().size(), m_library.allIds.size());
     folder->tableView()->clearSelection();
 
-    // The web links need a site; without one the user is told where to set it.
+    // The help ships with the program. The web links need a site; without
+    // one the user is told which page it would be, and can go where the
+    // site is set.
     UrlCatcher browser;
     QDesktopServices::setUrlHandler(u"http"_qs, &browser, "openUrl");
+    QVERIFY(choose(folder, u"Help"_qs, u"Palomet Help"_qs));
+    QVERIFY(m_windows->helpWindow()->isVisible());
+    QVERIFY(m_windows->helpWindow()->browser()->toPlainText().contains(u"Getting started"_qs));
+    m_windows->helpWindow()->close();
     m_alerts->alerts.clear();
+    m_alerts->answers = {QBAlertAnswer::Default};
     QVERIFY(choose(folder, u"Help"_qs, u"Donate"_qs));
     QCOMPARE(m_alerts->messages(), QStringList{u"No web site is set for Palomet."_qs});
+    QVERIFY(m_alerts->alerts.first().informativeText.contains(u"\"/palomet/wordpress/?page_id=101\""_qs));
+    QCOMPARE(m_windows->preferencesWindow()->focusWidget()->objectName(), SettingsKey::toolServer);
+    m_windows->preferencesWindow()->close();
     QBSettings::setValue(SettingsKey::toolServer, u"http://palomet.example/"_qs);
-    for (const QString &item : {u"Palomet Help"_qs, u"Palomet Home Page"_qs, u"Report a Bug"_qs, u"Donate"_qs})
+    for (const QString &item : {u"Palomet Home Page"_qs, u"Report a Bug"_qs, u"Donate"_qs})
         QVERIFY(choose(folder, u"Help"_qs, item));
     QDesktopServices::unsetUrlHandler(u"http"_qs);
-    QCOMPARE(browser.urls, (QStringList{u"http://palomet.example/palomet/wordpress/?cat=7"_qs,
-                                        u"http://palomet.example/palomet"_qs,
+    QCOMPARE(browser.urls, (QStringList{u"http://palomet.example/palomet"_qs,
                                         u"http://palomet.example/palomet/wordpress/?page_id=22"_qs,
                                         u"http://palomet.example/palomet/wordpress/?page_id=101"_qs}));
 }

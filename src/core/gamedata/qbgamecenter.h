@@ -13,6 +13,8 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <functional>
+
 class QBArchiveExtractor;
 class QBCoverCache;
 class QBFileDownload;
@@ -40,6 +42,9 @@ class QBGameCenter : public QObject
 
 public:
     enum class Download { WIT, WWT, Database };
+    // Where a tool runs from: the support folder's copy, the system's (found
+    // on PATH), or nowhere.
+    enum class ToolSource { Missing, SupportFolder, System };
 
     // What a download menu item shows.
     struct MenuItem
@@ -61,6 +66,15 @@ public:
     // support folder's copy when there is one, else the system's tool.
     // Empty when neither exists and the support folder could not be made.
     QString pathForResource(const QString &name) const;
+    static ToolSource toolSource(const QString &tool);
+    // Asks wit and wwt, where they are found, for their versions, once per
+    // tool file, and calls then (in context) when the answers are in; at
+    // once when they are known. A tool that does not answer within a few
+    // seconds is stopped and has no version.
+    void findToolVersions(QObject *context, const std::function<void()> &then);
+    // The version of the tool in use as it prints it ("3.01a"); empty when
+    // unknown.
+    QString toolVersion(const QString &tool) const;
     // The user's languages with the two Chinese scripts mapped to the
     // database's codes; built once, here.
     const QStringList &languagePreferenceList() const { return m_languages; }
@@ -182,6 +196,7 @@ private:
     void setDownloadPercent(double percent);
 
     void databaseDidParse(const QBDatabase &database);
+    void toolVersionsFound();
 
     QString m_supportFolder;
     QStringList m_languages;
@@ -200,6 +215,11 @@ private:
     double m_downloadPercent = 0;
     QBFileDownload *m_download = nullptr;
     QBArchiveExtractor *m_extractor = nullptr;
+
+    // Tool name to the path and version found for it.
+    QHash<QString, std::pair<QString, QString>> m_toolVersions;
+    int m_versionTasks = 0;
+    QList<std::pair<QPointer<QObject>, std::function<void()>>> m_versionWaiters;
 
     QBCoverCache *m_coverCache;
     QPointer<QObject> m_detailsViewOwner;
