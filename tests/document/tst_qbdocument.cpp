@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "base/qbsettings.h"
 #include "base/qbsupportfolder.h"
 #include "document/qbdocument.h"
@@ -8,6 +9,7 @@
 #include "document/qbgamefiltermodel.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 
 #include <QAbstractItemModelTester>
 #include <QCborMap>
@@ -100,6 +102,7 @@ private slots:
     void selectionAndNames();
     void unexpectedValues();
     void revealShowsTheFile();
+    void removalGivesBackSpace();
     void conversionCommand_data();
     void conversionCommand();
     void skipAlert_data();
@@ -316,6 +319,25 @@ void tst_QBDocument::revealShowsTheFile()
     QTRY_COMPARE(manager.shown, QStringList{QUrl::fromLocalFile(m_dir.filePath(u"g2.wbfs"_qs)).toString()});
     QCOMPARE(manager.startupId, QString());
     bus.unregisterService(u"org.freedesktop.FileManager1"_qs);
+}
+
+// A partition counts its space in thousands of MiB, a game's size in
+// units of 10^9 bytes; what a removal gives back never passes the whole.
+void tst_QBDocument::removalGivesBackSpace()
+{
+    const QString part = m_dir.filePath(u"space.wbfs"_qs);
+    QVERIFY(QBTestFiles::write(part, "x"));
+    std::unique_ptr<QBDocument> document(QBDocument::create(part, QBDocument::Partition, 1));
+    QVERIFY(document);
+    document->browsingDidFinish({{UserInfoKey::terminationStatus, 0},
+                                 {UserInfoKey::partitionInfos,
+                                  QVariantMap{{PartitionKey::freeSize, 5.0f}, {PartitionKey::totalSize, 10.2f}}}});
+    // 4000 MiB, as the tool gives a game's size.
+    const QVariantMap removed{{UserInfoKey::removedList, QVariantList{QVariantMap{{GameKey::size, 4.194304f}}}}};
+    document->removeDidFinish(removed, {});
+    QCOMPARE(document->freeSpace(), 9.0f);
+    document->removeDidFinish(removed, {});
+    QCOMPARE(document->freeSpace(), 10.2f);
 }
 
 void tst_QBDocument::conversionCommand_data()

@@ -437,6 +437,14 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
     QVERIFY(QFileInfo(extracted).size() > 0);
     QCOMPARE(values(target, u"filename"_qs), QStringList{extracted});
     QCOMPARE(m_alerts->alerts.size(), 4);
+    // Removed, the game takes along the folder made for it, now empty.
+    m_alerts->answers = {QBAlertAnswer::Default};
+    QTest::mouseClick(target->displayModeSegment(1), Qt::LeftButton);
+    target->tableView()->selectRow(0);
+    target->removeAction()->trigger();
+    QVERIFY(idle(target));
+    QVERIFY(!QFileInfo::exists(QFileInfo(extracted).path()));
+    QVERIFY(QFileInfo(out).isDir());
 }
 
 void tst_QBDocumentWindow::conversionOptions()
@@ -945,6 +953,16 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QCOMPARE(m_alerts->alerts.last().message, u"'%1' could not be opened correctly."_qs.arg(gone.path()));
     QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"If you have 'Deep search' checked"_qs));
     QCOMPARE(folder->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
+
+    // A file that the tool cannot open is named.
+    const QString broken = folderWith(u"broken"_qs, stock.mid(0, 1));
+    QVERIFY(QFile::link(m_dir.filePath(u"nowhere.wbfs"_qs), broken + u"/Broken [RXXE01].wbfs"_qs));
+    QVERIFY(open(broken, QBDocument::Folder));
+    QTRY_COMPARE(m_alerts->alerts.size(), 3);
+    QCOMPARE(m_alerts->alerts.last().message, u"'%1' could not be opened correctly."_qs.arg(broken));
+    QVERIFY2(m_alerts->alerts.last().informativeText.startsWith(
+                     u"This file could not be read:\nBroken [RXXE01].wbfs\n\nIf you have 'Deep search'"_qs),
+             qPrintable(m_alerts->alerts.last().informativeText));
 
     // Records with keys missing are listed and drawn all the same.
     folder->document()->browsingDidFinish({{u"game"_qs, QVariantMap{{u"id"_qs, u"RXXE01"_qs}}}});
