@@ -96,8 +96,11 @@ void tst_QBConversionsPopover::heightFollowsTheRows()
     // On the anchor's top edge, centred on it.
     QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
     QVERIFY(qAbs(m_popover->frameGeometry().center().x() - anchor.center().x()) <= 1);
+    // An empty list says so.
+    QVERIFY(m_popover->emptyLabel()->isVisible() && !m_popover->conversionTable()->isVisible());
 
     addWaiting(3);
+    QVERIFY(!m_popover->emptyLabel()->isVisible() && m_popover->conversionTable()->isVisible());
     QCOMPARE(m_popover->height(), 3 * row + 56);
     QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
     addWaiting(2);
@@ -142,6 +145,16 @@ void tst_QBConversionsPopover::rowsShowTheirBundles()
     QVERIFY(table->viewport()->grab().toImage().pixelColor(
                     QBConversionDelegate::coverRect(table->visualRect(list->index(0))).center())
             != QColor(Qt::red));
+
+    // A long label keeps the written file's name whole; the row's tool tip
+    // is the whole label.
+    const QString label = u"Convert '/media/games/wbfs/a long folder name/Golf [GQGE01]/Golf [GQGE01].wbfs' < "
+                          "'/home/someone/Downloads/another long folder name/Golf.iso'"_qs;
+    const QFontMetrics metrics(table->font());
+    const QString shown = QBConversionDelegate::elidedLabel(label, u"Golf [GQGE01].wbfs"_qs, metrics, 300);
+    QVERIFY2(shown.contains(u"Golf [GQGE01].wbfs'"_qs) && metrics.horizontalAdvance(shown) <= 300, qPrintable(shown));
+    bundle->setValue(BundleKey::display, label);
+    QCOMPARE(list->index(1).data(Qt::ToolTipRole).toString(), label);
 }
 
 void tst_QBConversionsPopover::stopButtonsCancelOrRemove()
@@ -155,6 +168,11 @@ void tst_QBConversionsPopover::stopButtonsCancelOrRemove()
     QVERIFY(QTest::qWaitForWindowExposed(m_popover.get()));
     QWidget *viewport = m_popover->conversionTable()->viewport();
     QCOMPARE(m_controller->conversionList()->count(), 3);
+    // The finished row's button only takes it off the list: not a stop.
+    const QImage shot = viewport->grab().toImage();
+    const QRect button = QBConversionDelegate::stopButtonRect(QRect(QPoint(), QSize(viewport->width(), 1)));
+    QVERIFY(shot.copy(button.translated(stopButton(0) - button.center()))
+            != shot.copy(button.translated(stopButton(1) - button.center())));
 
     // A waiting conversion is cancelled: its row goes at once, and with it
     // its share of the mean.
