@@ -496,6 +496,19 @@ void tst_QBDocumentController::windowPlacement()
     QVERIFY(waitListed(m_library.folder) && waitListed(sub));
     QCOMPARE(window(m_library.folder)->geometry(), QRect(60, 70, 420, 300));
     QCOMPARE(window(sub)->geometry(), QRect(40, 50, 380, 260));
+
+    // The start window keeps its place, in a run and from one run to the
+    // next.
+    QBStartWindow *start = m_windows->startWindow();
+    start->show();
+    start->setGeometry(90, 80, 600, 380);
+    start->hide();
+    start->move(0, 0);
+    start->show();
+    QCOMPARE(start->geometry(), QRect(90, 80, 600, 380));
+    QVERIFY(m_windows->quit());
+    launch();
+    QCOMPARE(m_windows->startWindow()->geometry(), QRect(90, 80, 600, 380));
 }
 
 void tst_QBDocumentController::openingCommands()
