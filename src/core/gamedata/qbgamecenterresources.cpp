@@ -96,12 +96,15 @@ void QBGameCenter::findToolVersions(QObject *context, const std::function<void()
         toolVersionsFound();
 }
 
+// From the event loop, never from the tool's end: a waiter may run an
+// alert, whose loop would not see the window system's events while the
+// process's notifier is still being handled.
 void QBGameCenter::toolVersionsFound()
 {
     const auto waiters = std::exchange(m_versionWaiters, {});
     for (const auto &[context, then] : waiters) {
         if (context)
-            then();
+            QMetaObject::invokeMethod(context, then, Qt::QueuedConnection);
     }
 }
 
