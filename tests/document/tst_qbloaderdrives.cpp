@@ -200,10 +200,13 @@ void tst_QBLoaderDrives::fatDrive()
     const QString mount = m_dir.filePath(u"fat"_qs);
     QVERIFY(QDir().mkpath(mount));
     QFile disk(image);
-    QVERIFY(disk.open(QIODevice::WriteOnly) && disk.resize(qint64(64) << 20));
+    QVERIFY(disk.open(QIODevice::WriteOnly) && disk.resize(qint64(256) << 20));
     disk.close();
     QVERIFY2(QBTestImages::run(mkfs, {u"-F"_qs, u"32"_qs, image}), qPrintable(QBTestImages::lastError()));
     QProcess fuse;
+    // fusefat talks on every write; an unread pipe would stall the drive.
+    fuse.setStandardOutputFile(QProcess::nullDevice());
+    fuse.setStandardErrorFile(QProcess::nullDevice());
     fuse.start(fusefat, {u"-f"_qs, u"-o"_qs, u"rw+"_qs, image, mount});
     const auto unmount = qScopeGuard([&] {
         QProcess::execute(fusermount, {u"-u"_qs, mount});
@@ -222,6 +225,23 @@ void tst_QBLoaderDrives::fatDrive()
     QCOMPARE(plan.plan.size(), 1);
     QCOMPARE(plan.plan.first().value(u"destinationPath"_qs).toString(), mount + u"/games/Golf Cube [GQGE01]/game.iso"_qs);
     QVERIFY(plan.plan.first().value(u"arguments"_qs).toVariant().toStringList().join(u' ').endsWith(u"--split-size 4G-32K"_qs));
+
+    // The tool itself splits onto the mount: a GameCube game of just over
+    // 100 MB of data, as WBFS in parts below the split size, reads back whole.
+    const QString big = m_dir.filePath(u"big.iso"_qs);
+    QVERIFY(!QBTestImages::makeGameCubeImage(big, u"GQHE01"_qs, u"Heavy Cube"_qs, qint64(105) << 20).isEmpty());
+    const QString landed = mount + u"/wbfs/Heavy Cube [GQHE01]/GQHE01.wbfs"_qs;
+    QVERIFY(QDir().mkpath(QFileInfo(landed).path()));
+    QVERIFY2(QBTestImages::run(u"wit"_qs, {u"copy"_qs, u"--split-size"_qs, u"100M"_qs, big, landed}),
+             qPrintable(QBTestImages::lastError()));
+    const QString second = mount + u"/wbfs/Heavy Cube [GQHE01]/GQHE01.wbf1"_qs;
+    QVERIFY(QFileInfo::exists(second));
+    for (const QString &part : QStringList{landed, second})
+        QVERIFY(QFileInfo(part).size() <= qint64(100) << 20);
+    QString listed;
+    QVERIFY2(QBTestImages::run(u"wit"_qs, {u"list"_qs, u"--sections"_qs, landed}, &listed),
+             qPrintable(QBTestImages::lastError()));
+    QVERIFY2(listed.contains(u"id=GQHE01"_qs), qPrintable(listed));
 
     // The program's own files go there without permissions, which FAT has
     // none of.
