@@ -15,7 +15,6 @@
 #include "panels/qbselectpartitionpanel.h"
 #include "qbfaketool.h"
 #include "qbscriptedalerts.h"
-#include "qbsyntheticdatabase.h"
 #include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
@@ -204,7 +203,8 @@ void tst_QBDocumentController::initTestCase()
     QBSupportFolder::setLocation(m_support);
     QVERIFY2(QBTestImages::makeLibrary(m_dir.path(), &m_library), qPrintable(QBTestImages::lastError()));
     QVERIFY(QDir().mkpath(m_support));
-    QVERIFY(QBSyntheticDatabase::write(m_support + u"/wiitdb.xml"_qs, 3));
+    QVERIFY(QBTestFiles::write(m_support + u"/wiitdb.xml"_qs, "<datafile><game><id>RZAE01</id></game>"
+                               "<game><id>RZBE01</id></game><game><id>RZCE01</id></game></datafile>"));
 }
 
 void tst_QBDocumentController::init()
