@@ -3,6 +3,7 @@
 #include "app/qbapplicationwindows.h"
 #include "app/qbdocumentcontroller.h"
 #include "app/qbinstancechannel.h"
+#include "app/qbmessageboxpresenter.h"
 #include "app/qbpreferenceswindow.h"
 #include "app/qbsignalwatcher.h"
 #include "app/qbstartwindow.h"
@@ -33,22 +34,22 @@
 #include <QLocalSocket>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMessageBox>
 #include <QProcess>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QTableView>
 #include <QStandardPaths>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
-
-#include <signal.h>
 #include <QTimer>
 #include <QtConcurrent>
 
 #include <memory>
+#include <signal.h>
 
 namespace {
 
@@ -181,6 +182,9 @@ private slots:
     void laterLaunches();
     void signalEndsAsQuitWithoutQuestions();
 
+    void answers_data();
+    void answers();
+
 private:
     void launch(int build = QBDocumentController::programBuildVersion());
     QBDocumentWindow *window(const QString &filename) const;
@@ -193,6 +197,7 @@ private:
     std::unique_ptr<QBGameCenter> m_center;
     std::unique_ptr<QBDocumentController> m_controller;
     std::unique_ptr<QBApplicationWindows> m_windows;
+
 };
 
 void tst_QBDocumentController::initTestCase()
@@ -772,6 +777,51 @@ void tst_QBDocumentController::signalEndsAsQuitWithoutQuestions()
     QCOMPARE(written.entryList(), QStringList());
     QVERIFY(!m_alerts->messages().contains(u"Some conversions are still running. Are you sure you want to quit?"_qs));
     QVERIFY(savedDocuments().contains(source));
+}
+
+void tst_QBDocumentController::answers_data()
+{
+    // An empty click presses Escape and closes the window first, then
+    // clicks the default button: neither may answer on its own.
+    QTest::addColumn<QString>("click");
+    QTest::addColumn<int>("answer");
+    QTest::newRow("default") << u"Continue"_qs << 1;
+    QTest::newRow("alternate") << u"Abort all"_qs << 0;
+    QTest::newRow("other") << u"Abort"_qs << -1;
+    QTest::newRow("escape does not answer") << QString() << 1;
+}
+
+void tst_QBDocumentController::answers()
+{
+    QFETCH(QString, click);
+    QFETCH(int, answer);
+    QString shownText;
+    QStringList buttons;
+    // Answer the box from inside its own event loop, as a user would.
+    QTimer::singleShot(0, this, [&] {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        QVERIFY(box);
+        shownText = box->text() + u'|' + box->informativeText();
+        for (QAbstractButton *button : box->buttons())
+            buttons << button->text();
+        if (click.isEmpty()) {
+            QTest::keyClick(box, Qt::Key_Escape);
+            box->close();
+            QVERIFY(box->isVisible());
+            click = u"Continue"_qs;
+        }
+        for (QAbstractButton *button : box->buttons()) {
+            if (button->text() == click)
+                button->click();
+        }
+    });
+    QBMessageBoxPresenter presenter;
+    const int result = presenter.runAlert(
+            {u"Message"_qs, u"Details"_qs, u"Continue"_qs, u"Abort all"_qs, u"Abort"_qs});
+    QCOMPARE(shownText, u"Message|Details"_qs);
+    buttons.sort();
+    QCOMPARE(buttons, (QStringList{u"Abort"_qs, u"Abort all"_qs, u"Continue"_qs}));
+    QCOMPARE(result, answer);
 }
 
 QTEST_MAIN(tst_QBDocumentController)
