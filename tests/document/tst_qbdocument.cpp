@@ -108,7 +108,6 @@ private slots:
     void cleanupTestCase();
     void validation_data();
     void validation();
-    void selectionAndNames();
     void unexpectedValues();
     void revealShowsTheFile();
     void conversionCommand_data();
@@ -267,22 +266,6 @@ void tst_QBDocument::validation()
     if (state >= 0)
         QCOMPARE(*validation.state, state == 1);
     m_center->setDetailsViewOwner(nullptr);
-}
-
-// Which games the commands act on when nothing is selected, or a row of the
-// selection was clicked; the windows' tests cover the rest.
-void tst_QBDocument::selectionAndNames()
-{
-    std::unique_ptr<QBDocument> document = listed(QBDocument::Folder, 4);
-    FakeViews views;
-    document->setViews(&views);
-    QVERIFY(!document->selectedGames().has_value());
-    QVERIFY(!document->selectedGame().has_value());
-    views.rows = {0, 3};
-    views.clicked = 3;
-    QCOMPARE(document->selectedGame()->value(u"id"_qs).toString(), u"RQ3E01"_qs);
-    // The grid's subtitle: file type and decimal gigabytes.
-    QCOMPARE(document->gameList()->index(0, 0).data(QBGameListModel::SubtitleRole).toString(), u"WBFS/WII, 4.37 GB"_qs);
 }
 
 // Database records whose values are not of the kinds the parser makes must

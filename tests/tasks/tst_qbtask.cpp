@@ -5,7 +5,6 @@
 // that runs them.
 #include "base/qbgameid.h"
 #include "base/qbkeys.h"
-#include "base/qblogging.h"
 #include "base/qbsettings.h"
 #include "qbfaketool.h"
 #include "qbtestimages.h"
@@ -20,7 +19,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QLoggingCategory>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -223,7 +221,6 @@ private slots:
 
     void permissionStepRunsBeforeWwtOnly_data();
     void permissionStepRunsBeforeWwtOnly();
-    void logsArgumentsAndOutput();
     void badOutput_data();
     void badOutput();
 
@@ -344,29 +341,6 @@ void tst_QBTask::permissionStepRunsBeforeWwtOnly()
     QVERIFY(ended);
     QCOMPARE(markedBeforeStart, permission);
     QCOMPARE(fake.invocations(), QStringList{tool + u" | list"_qs});
-}
-
-void tst_QBTask::logsArgumentsAndOutput()
-{
-    static QStringList messages;
-    messages.clear();
-    // The suite runs with the task diagnostics off; switch them on here.
-    const_cast<QLoggingCategory &>(lcTasks()).setEnabled(QtInfoMsg, true);
-    const_cast<QLoggingCategory &>(lcToolOutput()).setEnabled(QtInfoMsg, true);
-    const QtMessageHandler previous = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext &, const QString &message) { messages << message; });
-    QBFakeTool tool;
-    tool.setScript(u"out [s]\\nk=v\\n\\n\n"_qs);
-    RecordingTask task({}, 0, {u"list"_qs, u"my dir"_qs});
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    const bool ended = finished.wait(5000);
-    qInstallMessageHandler(previous);
-    const_cast<QLoggingCategory &>(lcTasks()).setEnabled(QtInfoMsg, false);
-    const_cast<QLoggingCategory &>(lcToolOutput()).setEnabled(QtInfoMsg, false);
-    QVERIFY(ended);
-    QVERIFY(messages.contains(u"Task started with arguments: (list, \"my dir\")"_qs));
-    QVERIFY(messages.contains(u"[s]\nk=v\n\n"_qs));
 }
 
 // The whole run, from willStart to stop, of a tool that misbehaves.
