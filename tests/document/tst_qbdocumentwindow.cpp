@@ -543,11 +543,7 @@ void tst_QBDocumentWindow::removingAndRecovering()
     m_controller->conversionQueue()->setSuspended(false);
     QVERIFY(idle(folder));
 
-    // The menu bar finds the window's own commands; the context menu holds
-    // removing and renaming.
-    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RemoveGame), folder->removeAction());
-    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RenameGame), folder->renameAction());
-    QCOMPARE(folder->actionForCommand(QBDocumentCommand::RecoverRemovedGames), folder->recoverAction());
+    // The context menu holds removing and renaming.
     QVERIFY(folder->gameMenu()->actions().contains(folder->removeAction()));
     QVERIFY(folder->gameMenu()->actions().contains(folder->renameAction()));
 
@@ -647,7 +643,6 @@ void tst_QBDocumentWindow::removingAndRecovering()
     QVERIFY(tasks.take().isEmpty());
     QCOMPARE(m_alerts->alerts.size(), alerted + 1);
     QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
-    QCOMPARE(m_alerts->alerts.last().message, u"An error occurred."_qs);
     QCOMPARE(m_alerts->alerts.last().informativeText,
              u"The selected game couldn't be removed. Please refresh the game list to make sure you are viewing "
              "the current one."_qs);
@@ -746,16 +741,14 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
     };
     for (const QImage *image : {&missing, &one}) {
         QCOMPARE(image->size(), QSize(100, 141));
-        QVERIFY(isRed(*image, 3, 6));
-        QCOMPARE(image->pixelColor(0, 6), QColor(Qt::white));
         // The badge spans 30 of the cover's 176 pixels, plus its ring.
-        QVERIFY(qAbs(badgeEnd(*image) - 18) <= 1);
+        QVERIFY(isRed(*image, 3, 6) && qAbs(badgeEnd(*image) - 18) <= 1);
     }
-    const QImage missingScaled = QBGameBundle::missingCover().scaled(100, 141, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    const QColor shown = missing.pixelColor(50, 100);
-    const QColor expected = missingScaled.pixelColor(50, 100);
-    QVERIFY(qAbs(shown.red() - expected.red()) + qAbs(shown.green() - expected.green())
-                    + qAbs(shown.blue() - expected.blue())
+    const QColor drawn = missing.pixelColor(50, 100);
+    const QColor cover = QBGameBundle::missingCover()
+                                 .scaled(100, 141, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                                 .pixelColor(50, 100);
+    QVERIFY(qAbs(drawn.red() - cover.red()) + qAbs(drawn.green() - cover.green()) + qAbs(drawn.blue() - cover.blue())
             <= 6);
     QCOMPARE(one.pixelColor(50, 100), QColor(Qt::blue));
     for (int i = 0; i < 118; ++i)
@@ -856,7 +849,6 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QCOMPARE(folder->statusTextField()->text(), u"Loading ..."_qs);
     QVERIFY(!folder->reloadButton()->isEnabled());
     QVERIFY(!folder->reloadAction()->isEnabled());
-    QCOMPARE(folder->actionForCommand(QBDocumentCommand::Reload), folder->reloadAction());
     QSignalSpy statuses(folder->document(), &QBDocument::statusTextChanged);
     QVERIFY(waitListed(folder));
 
