@@ -15,6 +15,7 @@
 #include "document/qbgamefiltermodel.h"
 #include "document/qbgamelistmodel.h"
 #include "gamedata/qbdetailspopover.h"
+#include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "panels/qbconvertpanel.h"
@@ -24,6 +25,7 @@
 #include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
+#include "qbtestzip.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversionbundle.h"
 #include "tasks/qboperationqueue.h"
@@ -40,6 +42,7 @@
 #include <QListView>
 #include <QMenu>
 #include <QMimeData>
+#include <QProgressBar>
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
@@ -245,6 +248,7 @@ private slots:
     void selectionDisplayModesAndDetails();
     void filterSortColumnsAndReload();
     void coversAndDatabaseUpdates();
+    void databaseDownloadWindow();
 
 private:
     QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true);
@@ -1229,6 +1233,41 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
              QBGameBundle::missingCover()
                      .scaled(QSize(128, 180), Qt::KeepAspectRatio, Qt::SmoothTransformation)
                      .pixelColor(64, 90));
+}
+
+// The download items and the window that shows a download's progress.
+void tst_QBDocumentWindow::databaseDownloadWindow()
+{
+    QBTestHttpServer server;
+    const QByteArray database = "<datafile><game><id>RMCP01</id></game></datafile>";
+    server.setRoute(u"/wiitdb.zip"_qs, QBTestZip::make({{u"wiitdb.xml"_qs, database}}), QBTestHttpServer::Mode::Slow);
+    QBSettings::setValue(SettingsKey::databaseServer, server.url());
+    QBDownloadWindow window(m_center.get());
+    const QList<QAction *> items = m_menus->downloadActions();
+    QCOMPARE(items.last()->text(), u"Download database"_qs);
+
+    QList<int> shares;
+    connect(window.downloadProgressIndicator(), &QProgressBar::valueChanged, this, [&](int value) { shares << value; });
+    items.last()->trigger();
+    QVERIFY(window.isVisible());
+    QCOMPARE(window.downloadTextField()->text(), u"Downloading the database ..."_qs);
+    QCOMPARE(window.downloadProgressIndicator()->maximum(), 0);
+    QCOMPARE(items.last()->text(), u"Downloading database ..."_qs);
+    for (QAction *item : items)
+        QVERIFY(!item->isEnabled());
+
+    QSignalSpy loaded(m_center.get(), &QBGameCenter::databaseDidLoad);
+    QVERIFY(loaded.wait());
+    QVERIFY(!window.isVisible());
+    // The slow answer came in pieces, each shown on the bar once its
+    // length was known.
+    QVERIFY2(shares.size() > 3, qPrintable(QString::number(shares.size())));
+    QVERIFY(std::is_sorted(shares.cbegin(), shares.cend()));
+    QCOMPARE(shares.last(), 1000);
+    QCOMPARE(items.last()->text(), u"Update database"_qs);
+    for (QAction *item : items)
+        QVERIFY(item->isEnabled());
+    QVERIFY(m_alerts->alerts.isEmpty());
 }
 
 QTEST_MAIN(tst_QBDocumentWindow)
