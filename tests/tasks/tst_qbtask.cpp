@@ -334,9 +334,7 @@ void tst_QBTask::permissionStepRunsBeforeWwtOnly()
     RecordingTask task({}, launchPath);
     bool markedBeforeStart = false;
     task.onWillStart = [&] { markedBeforeStart = QFile::exists(marks); };
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    const bool ended = finished.wait(5000);
+    const bool ended = run(task, 5000);
     QBSettings::setValue(SettingsKey::permissionCommand, QString());
     QVERIFY(ended);
     QCOMPARE(markedBeforeStart, permission);
@@ -381,9 +379,7 @@ void tst_QBTask::badOutput()
         qputenv("PATH", empty.path().toLocal8Bit());
     }
     RecordingTask task;
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    const bool ended = finished.wait(20000);
+    const bool ended = run(task, 20000);
     qputenv("PATH", path);
     QVERIFY(ended);
     QCOMPARE(task.events.removeAll(u"key:n=1@s"_qs), repeatedLines);
