@@ -39,10 +39,6 @@ struct Result
     QJsonObject object(int i) const { return QJsonDocument::fromJson(lines.at(i)).object(); }
 };
 
-}
-
-namespace {
-
 QVariantMap game(const QString &id, const QString &title, const QString &region, const QVariantMap &facts = {})
 {
     QVariantMap values{{u"id"_qs, id}, {u"title"_qs, title}, {u"region"_qs, region}};

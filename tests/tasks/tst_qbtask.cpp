@@ -88,10 +88,6 @@ private:
     QString m_name;
 };
 
-}
-
-namespace {
-
 // Runs an operation to its end; false when it did not end in time.
 bool run(QBOperation &operation, int timeoutMs = 60000)
 {
