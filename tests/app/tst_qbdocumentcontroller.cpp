@@ -236,9 +236,10 @@ QBDocumentWindow *tst_QBDocumentController::window(const QString &filename) cons
 
 QBDocumentWindow *tst_QBDocumentController::waitListed(const QString &filename) const
 {
-    // Reopened windows after the first come from the event loop.
+    // Reopened windows after the first come from the event loop, up to 64
+    // of them, each listed by wit.
     QBDocumentWindow *found = nullptr;
-    if (!QTest::qWaitFor([&] { return (found = window(filename)) != nullptr; })
+    if (!QTest::qWaitFor([&] { return (found = window(filename)) != nullptr; }, 30000)
         || !QTest::qWaitFor([found] { return !found->document()->isBrowsing(); }, 30000))
         return nullptr;
     return found;
@@ -727,14 +728,14 @@ void tst_QBDocumentController::signalEndsAsQuitWithoutQuestions()
     QTRY_VERIFY(!conversions->conversionQueue()->operations().isEmpty());
     const QProcess *tool = conversions->conversionQueue()->operations().first()->findChild<QProcess *>();
     const QDir written(out, {}, QDir::NoSort, QDir::Files | QDir::Hidden);
-    QTRY_VERIFY_WITH_TIMEOUT(!written.entryList({u".*.tmp"_qs}).isEmpty(), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(!written.entryList({u".*.tmp"_qs}).isEmpty(), 30000);
     const qint64 pid = tool->processId();
 
     // Ended from outside while wit writes: no question, wit stopped and its
     // temporary file gone, the documents saved, the windows closed.
     m_alerts->alerts.clear();
     QVERIFY(::kill(::getpid(), SIGTERM) == 0);
-    QTRY_VERIFY(m_controller->documents().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->documents().isEmpty(), 30000);
     QCOMPARE(::kill(pid_t(pid), 0), -1);
     QCOMPARE(written.entryList(), QStringList());
     QVERIFY(!m_alerts->messages().contains(u"Some conversions are still running. Are you sure you want to quit?"_qs));

@@ -403,7 +403,7 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
         m_alerts->answers = answers;
         asked += answers.size();
         QCOMPARE(drop(partition->imageBrowserView(), dragged.data.get()), std::make_pair(true, true));
-        QTRY_COMPARE(m_alerts->alerts.size(), asked);
+        QTRY_COMPARE_WITH_TIMEOUT(m_alerts->alerts.size(), asked, 30000);
         QVERIFY(idle(partition));
     }
     QCOMPARE(m_alerts->messages(),
@@ -430,7 +430,7 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
         QTest::keyClick(panel->tokenField(), Qt::Key_Return);
     });
     QCOMPARE(drop(target->imageBrowserView(), cover.data.get(), {300, 300}), std::make_pair(true, true));
-    QTRY_VERIFY(!title.isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(!title.isEmpty(), 30000);
     QVERIFY(idle(target));
     QCOMPARE(title, u"Extract 'RQAE01'"_qs);
     const QString extracted = out + u"/Alpha Quest [RQAE01]/Alpha Quest [RQAE01].wbfs"_qs;
@@ -476,7 +476,7 @@ void tst_QBDocumentWindow::conversionOptions()
             panel->okButton()->click();
         });
         QCOMPARE(drop(target->tableView(), dragged.data.get()), std::make_pair(true, true));
-        QTRY_COMPARE(m_conversions.arguments.size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(m_conversions.arguments.size(), 1, 30000);
         QVERIFY(idle(target));
         const QString destination = u"%1/%2 [%3] %4.%5"_qs.arg(out, game.value(u"title"_qs).toString().remove(u':'),
                                                                game.value(u"id"_qs).toString())
@@ -507,7 +507,7 @@ void tst_QBDocumentWindow::conversionOptions()
     });
     m_alerts->answers = {QBAlertAnswer::Alternate, QBAlertAnswer::Default};
     QCOMPARE(drop(target->tableView(), both.data.get()), std::make_pair(true, true));
-    QTRY_COMPARE(m_conversions.arguments.size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(m_conversions.arguments.size(), 1, 30000);
     QVERIFY(idle(target));
     QCOMPARE(m_alerts->messages().last(), u"'%1' already exists or is being transferred to the destination drive. "
                                           "Do you want to skip it?"_qs.arg(sources.at(1)));
@@ -538,7 +538,7 @@ void tst_QBDocumentWindow::removingAndRecovering()
         QBConvertPanel::convertPanel()->okButton()->click();
     });
     QVERIFY(drop(target->tableView(), dragged.data.get()).second);
-    QTRY_VERIFY(m_controller->isConverting());
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->isConverting(), 30000);
     QVERIFY(pressInTable(folder, Qt::Key_Delete));
     QCOMPARE(m_alerts->messages(),
              QStringList{u"There are some games being transferred, please wait before removing them."_qs});
@@ -787,7 +787,7 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
     QDropEvent dropped(QPoint(5, 5), Qt::CopyAction, &damaged, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(viewport, &dropped);
     QVERIFY(!dropped.isAccepted());
-    QTRY_COMPARE(m_alerts->messages(), QStringList{u"The dragged games could not be read."_qs});
+    QTRY_COMPARE_WITH_TIMEOUT(m_alerts->messages(), QStringList{u"The dragged games could not be read."_qs}, 30000);
 
     // A game whose file went after it was dragged: the conversion fails and
     // says so; no file is written (only the game's folder was made).
@@ -797,7 +797,7 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
         QBConvertPanel::convertPanel()->okButton()->click();
     });
     QVERIFY(drop(target->imageBrowserView(), dragged.data.get()).second);
-    QTRY_COMPARE(m_alerts->alerts.size(), 2);
+    QTRY_COMPARE_WITH_TIMEOUT(m_alerts->alerts.size(), 2, 30000);
     QVERIFY(idle(target));
     QVERIFY(m_alerts->alerts.last().message.startsWith(u"An error has been detected while converting '%1/Alpha"_qs.arg(source)));
     QDirIterator written(out, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
@@ -816,7 +816,7 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
     const std::unique_ptr<QMimeData> betaData(
             QBDragData::mimeData({folder->document()->arrangedGame(rowOf(folder, u"RQBP01"_qs)).values()}));
     QVERIFY(drop(partition->tableView(), betaData.get()).second);
-    QTRY_COMPARE(m_alerts->alerts.size(), 3);
+    QTRY_COMPARE_WITH_TIMEOUT(m_alerts->alerts.size(), 3, 30000);
     QVERIFY(idle(partition));
     QVERIFY(m_alerts->alerts.last().message.startsWith(
             u"An error has been detected while converting '%1' to '%2/RQBP01'."_qs.arg(beta, full)));
@@ -838,7 +838,7 @@ void tst_QBDocumentWindow::refusedDropsAndTheDragImage()
     });
     QVERIFY(drop(target->tableView(), onWbfs.get()).second);
     QVERIFY(drop(partition->tableView(), inFolder.get()).second);
-    QTRY_COMPARE(m_alerts->alerts.size(), 5);
+    QTRY_COMPARE_WITH_TIMEOUT(m_alerts->alerts.size(), 5, 30000);
     delete panelWatch.data();
     QVERIFY(idle(target) && idle(partition));
     QCOMPARE(m_alerts->messages().mid(3), QStringList(2, u"'Beta [RQBP01].wdf' cannot be transferred."_qs));
@@ -1158,15 +1158,15 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
         }
         return list;
     };
-    QTRY_COMPARE(versions(u"RQAE01"_qs), (QList<int>{1, 1}));
+    QTRY_COMPARE_WITH_TIMEOUT(versions(u"RQAE01"_qs), (QList<int>{1, 1}), 30000);
     QCOMPARE(versions(u"RQBP01"_qs), (QList<int>{0, 0}));
     QCOMPARE(server.requests(), QStringList{u"/wii/cover3D/EN/RQAE01.png"_qs});
     // Covers on disk are read off the event loop, some maybe after the
     // fetched one arrived.
     for (int row = 0; row < games->rowCount(); ++row) {
         const bool fetched = games->value(row, u"id"_qs).toString() == u"RQAE01"_qs;
-        QTRY_COMPARE(games->index(row, 0).data(QBGameListModel::CoverRole).value<QImage>().pixelColor(10, 10),
-                     fetched ? QColor(0, 0, 200) : QColor(0, 150, 0));
+        QTRY_COMPARE_WITH_TIMEOUT(games->index(row, 0).data(QBGameListModel::CoverRole).value<QImage>().pixelColor(10, 10),
+                                  fetched ? QColor(0, 0, 200) : QColor(0, 150, 0), 30000);
     }
 
     // A database that arrives while a filter hides some games: only the
@@ -1194,7 +1194,7 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     const QStringList files = toolValues();
     QSignalSpy loaded(m_center.get(), &QBGameCenter::databaseDidLoad);
     m_center->parseDatabase();
-    QVERIFY(loaded.wait());
+    QVERIFY(loaded.wait(30000));
     QCOMPARE(toolValues(), files);
     for (int row = 0; row < games->rowCount(); ++row) {
         const QString id = games->value(row, u"id"_qs).toString();
@@ -1257,7 +1257,7 @@ void tst_QBDocumentWindow::databaseDownloadWindow()
         QVERIFY(!item->isEnabled());
 
     QSignalSpy loaded(m_center.get(), &QBGameCenter::databaseDidLoad);
-    QVERIFY(loaded.wait());
+    QVERIFY(loaded.wait(30000));
     QVERIFY(!window.isVisible());
     // The slow answer came in pieces, each shown on the bar once its
     // length was known.
