@@ -6,20 +6,100 @@
 #include "conversion/qbconversionlistmodel.h"
 #include "conversion/qbconversionsbutton.h"
 #include "conversion/qbconversionspopover.h"
+#include "conversion/qbfreedesktopintegration.h"
 #include "qbconversiontestutil.h"
 #include "qbfaketool.h"
 #include "qbrecordingdesktop.h"
 #include "qbscriptedalerts.h"
 #include "tasks/qboperationqueue.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusUnixFileDescriptor>
+#include <QGuiApplication>
+#include <QIcon>
 #include <QLabel>
-#include <QTableView>
+#include <QProcess>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QTableView>
 #include <QTest>
 
 #include <memory>
+#include <poll.h>
+#include <unistd.h>
+
+namespace {
+
+// What a notification daemon receives.
+class FakeNotifications : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    QStringList summaries;
+    QStringList bodies;
+
+public slots:
+    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &body,
+                const QStringList &, const QVariantMap &, int)
+    {
+        summaries << summary;
+        bodies << body;
+        return uint(summaries.size());
+    }
+};
+
+// logind's manager: each inhibitor is a pipe whose read end stays here,
+// so that the test sees when the program closes its end.
+class FakeLogin : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
+
+public:
+    ~FakeLogin() override
+    {
+        for (const int fd : std::as_const(readEnds))
+            ::close(fd);
+    }
+    QList<int> readEnds;
+    QStringList whats;
+
+    bool released(int index) const
+    {
+        pollfd end{readEnds.at(index), POLLIN, 0};
+        return ::poll(&end, 1, 0) == 1 && (end.revents & POLLHUP);
+    }
+
+public slots:
+    QDBusUnixFileDescriptor Inhibit(const QString &what, const QString &, const QString &, const QString &mode)
+    {
+        whats << what + u':' + mode;
+        int fds[2];
+        if (::pipe(fds) != 0)
+            return {};
+        readEnds << fds[0];
+        const QDBusUnixFileDescriptor answer(fds[1]);
+        ::close(fds[1]);
+        return answer;
+    }
+};
+
+class LauncherListener : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QPair<QString, QVariantMap>> updates;
+
+public slots:
+    void update(const QString &uri, const QVariantMap &properties) { updates.append({uri, properties}); }
+};
+
+}
 
 class tst_QBConversionsPopover : public QObject
 {
@@ -30,12 +110,15 @@ private slots:
     void init();
     void cleanup();
 
-    void heightFollowsTheRows();
-    void rowsShowTheirBundles();
+    void rowsAndHeight();
     void stopButtonsCancelOrRemove();
     void clearAndCancelAll();
     void buttonTogglesAndOutsideClickCloses();
     void startWindowOpensTheConversions();
+    void cleanupTestCase();
+    void notificationReachesTheDaemon();
+    void iconAndLauncherProgress();
+    void sleepInhibitorIsHeldWhileConverting();
 
 private:
     void addWaiting(int count);
@@ -46,12 +129,36 @@ private:
     std::unique_ptr<QBConversionController> m_controller;
     std::unique_ptr<QBConversionsPopover> m_popover;
     int m_added = 0;
+
+    QProcess m_daemon;
+    QString m_address;
+    FakeNotifications m_notifications;
+    FakeLogin m_login;
+    LauncherListener m_launcher;
 };
 
 void tst_QBConversionsPopover::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QBSettings::setValue(SettingsKey::notifyWhenDone, false);
+    QGuiApplication::setDesktopFileName(u"palomet"_qs);
+    // A private bus of our own plays both the session and the system bus.
+    const QString daemon = QStandardPaths::findExecutable(u"dbus-daemon"_qs);
+    QVERIFY2(!daemon.isEmpty(), "dbus-daemon is not installed");
+    m_daemon.start(daemon, {u"--session"_qs, u"--nofork"_qs, u"--print-address=1"_qs});
+    QVERIFY(m_daemon.waitForStarted());
+    QTRY_VERIFY(m_daemon.canReadLine());
+    m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+
+    QDBusConnection services = QDBusConnection::connectToBus(m_address, u"services"_qs);
+    QVERIFY(services.isConnected());
+    QVERIFY(services.registerService(u"org.freedesktop.Notifications"_qs));
+    QVERIFY(services.registerObject(u"/org/freedesktop/Notifications"_qs, &m_notifications,
+                                    QDBusConnection::ExportAllSlots));
+    QVERIFY(services.registerService(u"org.freedesktop.login1"_qs));
+    QVERIFY(services.registerObject(u"/org/freedesktop/login1"_qs, &m_login, QDBusConnection::ExportAllSlots));
+    QVERIFY(services.connect(QString(), QString(), u"com.canonical.Unity.LauncherEntry"_qs, u"Update"_qs,
+                             &m_launcher, SLOT(update(QString, QVariantMap))));
 }
 
 void tst_QBConversionsPopover::init()
@@ -86,66 +193,30 @@ QPoint tst_QBConversionsPopover::stopButton(int row) const
     return QBConversionDelegate::stopButtonRect(table->visualRect(table->model()->index(row, 0))).center();
 }
 
-void tst_QBConversionsPopover::heightFollowsTheRows()
+// The popover sits on its anchor and grows with its rows up to five and a
+// half, which says that it scrolls; each row shows its bundle's cover.
+void tst_QBConversionsPopover::rowsAndHeight()
 {
     constexpr int row = QBConversionDelegate::rowHeight;
     const QRect anchor(300, 500, 40, 30);
+    addWaiting(2);
     m_popover->showNextTo(anchor);
     QVERIFY(QTest::qWaitForWindowExposed(m_popover.get()));
-    QCOMPARE(m_popover->height(), row + 56);
-    // On the anchor's top edge, centred on it.
-    QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
+    QCOMPARE(m_popover->height(), 2 * row + 56);
     QVERIFY(qAbs(m_popover->frameGeometry().center().x() - anchor.center().x()) <= 1);
-    // An empty list says so.
-    QVERIFY(m_popover->emptyLabel()->isVisible() && !m_popover->conversionTable()->isVisible());
-
-    addWaiting(3);
-    QVERIFY(!m_popover->emptyLabel()->isVisible() && m_popover->conversionTable()->isVisible());
-    QCOMPARE(m_popover->height(), 3 * row + 56);
-    QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
-    addWaiting(2);
-    QCOMPARE(m_popover->height(), 5 * row + 56);
-    addWaiting(1);
-    QCOMPARE(m_popover->height(), row * 11 / 2 + 56);
-    // The caption and the buttons take the 56: the list shows five rows
-    // and a half, which says that it scrolls.
-    QTRY_COMPARE(m_popover->conversionTable()->viewport()->height(), row * 11 / 2);
-    addWaiting(1);
-    QCOMPARE(m_popover->height(), row * 11 / 2 + 56);
-
-    m_controller->cancelAllConversions();
-    QCOMPARE(m_popover->height(), row + 56);
-}
-
-void tst_QBConversionsPopover::rowsShowTheirBundles()
-{
-    addWaiting(2);
-    m_popover->showNextTo(QRect(300, 500, 40, 30));
-    QVERIFY(QTest::qWaitForWindowExposed(m_popover.get()));
     QCOMPARE(m_popover->conversionsTextField()->text(), u"Conversions (0%)"_qs);
 
     const QBConversionListModel *list = m_controller->conversionList();
-    QBConversionBundle *bundle = list->bundleAt(1);
     QCOMPARE(list->index(1).data(QBConversionListModel::CoverRole).value<QImage>(),
              QImage(u":/palomet/images/missingcover.png"_qs));
-
-    QSignalSpy changed(list, &QAbstractItemModel::dataChanged);
     QImage cover(70, 100, QImage::Format_RGB32);
     cover.fill(Qt::red);
-    bundle->setValue(BundleKey::cover, cover);
-    bundle->setValue(BundleKey::percent, 80.0);
-    QCOMPARE(changed.size(), 2);
-    QCOMPARE(changed.first().first().toModelIndex().row(), 1);
+    list->bundleAt(1)->setValue(BundleKey::cover, cover);
+    list->bundleAt(1)->setValue(BundleKey::percent, 80.0);
     QCOMPARE(m_popover->conversionsTextField()->text(), u"Conversions (40%)"_qs);
-
-    // The cover is drawn in its place in the row.
     QTableView *table = m_popover->conversionTable();
     const QRect coverArea = QBConversionDelegate::coverRect(table->visualRect(list->index(1)));
     QTRY_COMPARE(table->viewport()->grab().toImage().pixelColor(coverArea.center()), QColor(Qt::red));
-    QVERIFY(table->viewport()->grab().toImage().pixelColor(
-                    QBConversionDelegate::coverRect(table->visualRect(list->index(0))).center())
-            != QColor(Qt::red));
-
     // A long label keeps the written file's name whole; the row's tool tip
     // is the whole label.
     const QString label = u"Convert '/media/games/wbfs/a long folder name/Golf [GQGE01]/Golf [GQGE01].wbfs' < "
@@ -153,8 +224,18 @@ void tst_QBConversionsPopover::rowsShowTheirBundles()
     const QFontMetrics metrics(table->font());
     const QString shown = QBConversionDelegate::elidedLabel(label, u"Golf [GQGE01].wbfs"_qs, metrics, 300);
     QVERIFY2(shown.contains(u"Golf [GQGE01].wbfs'"_qs) && metrics.horizontalAdvance(shown) <= 300, qPrintable(shown));
-    bundle->setValue(BundleKey::display, label);
+    list->bundleAt(1)->setValue(BundleKey::display, label);
     QCOMPARE(list->index(1).data(Qt::ToolTipRole).toString(), label);
+
+    addWaiting(5);
+    QCOMPARE(m_popover->height(), row * 11 / 2 + 56);
+    QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
+    QTRY_COMPARE(table->viewport()->height(), row * 11 / 2);
+    QVERIFY(!m_popover->emptyLabel()->isVisible());
+    m_controller->cancelAllConversions();
+    QCOMPARE(m_popover->height(), row + 56);
+    // An empty list says so.
+    QVERIFY(m_popover->emptyLabel()->isVisible() && !table->isVisible());
 }
 
 void tst_QBConversionsPopover::stopButtonsCancelOrRemove()
@@ -253,6 +334,73 @@ void tst_QBConversionsPopover::startWindowOpensTheConversions()
     QTRY_VERIFY(QBConversionsPopover::shared()->isVisible());
     QBConversionsPopover::shared()->close();
     delete QBConversionsPopover::shared();
+}
+
+void tst_QBConversionsPopover::cleanupTestCase()
+{
+    QDBusConnection::disconnectFromBus(u"services"_qs);
+    QDBusConnection::disconnectFromBus(u"client"_qs);
+    if (m_daemon.state() != QProcess::NotRunning) {
+        m_daemon.terminate();
+        m_daemon.waitForFinished(3000);
+    }
+}
+
+void tst_QBConversionsPopover::notificationReachesTheDaemon()
+{
+    const QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"client"_qs);
+    QBFreedesktopIntegration desktop(bus, bus);
+    desktop.deliverNotification(u"Conversion  completed."_qs, u"Alpha [RQAE01].wbfs"_qs);
+    QTRY_COMPARE(m_notifications.summaries, QStringList{u"Conversion  completed."_qs});
+    QCOMPARE(m_notifications.bodies, QStringList{u"Alpha [RQAE01].wbfs"_qs});
+}
+
+void tst_QBConversionsPopover::iconAndLauncherProgress()
+{
+    const QIcon standard(u":/palomet/icons/palomet.svg"_qs);
+    QGuiApplication::setWindowIcon(standard);
+    const QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"client"_qs);
+    QBFreedesktopIntegration desktop(bus, bus);
+    QCOMPARE(desktop.applicationIconImage().size(), QSize(128, 128));
+
+    QImage drawn(128, 128, QImage::Format_ARGB32_Premultiplied);
+    drawn.fill(Qt::blue);
+    desktop.setApplicationIconImage(drawn, 42);
+    QCOMPARE(desktop.applicationIconImage(), drawn);
+    QCOMPARE(QGuiApplication::windowIcon().pixmap(128, 128).toImage().pixelColor(64, 64), QColor(Qt::blue));
+    QTRY_COMPARE(m_launcher.updates.size(), 1);
+    QCOMPARE(m_launcher.updates.last().first, u"application://palomet.desktop"_qs);
+    QCOMPARE(m_launcher.updates.last().second.value(u"progress"_qs).toDouble(), 0.42);
+    QCOMPARE(m_launcher.updates.last().second.value(u"progress-visible"_qs).toBool(), true);
+
+    desktop.restoreApplicationIcon();
+    QCOMPARE(QGuiApplication::windowIcon().cacheKey(), standard.cacheKey());
+    QVERIFY(desktop.applicationIconImage() != drawn);
+    QTRY_COMPARE(m_launcher.updates.size(), 2);
+    QCOMPARE(m_launcher.updates.last().second.value(u"progress-visible"_qs).toBool(), false);
+}
+
+void tst_QBConversionsPopover::sleepInhibitorIsHeldWhileConverting()
+{
+    const QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"client"_qs);
+    if (!(bus.connectionCapabilities() & QDBusConnection::UnixFileDescriptorPassing))
+        QSKIP("this bus cannot pass file descriptors");
+    QBFreedesktopIntegration desktop(bus, bus);
+    desktop.setSleepInhibited(true);
+    desktop.setSleepInhibited(true);
+    QTRY_VERIFY(desktop.holdsSleepInhibitor());
+    QCOMPARE(m_login.whats, QStringList{u"sleep:block"_qs});
+    QVERIFY(!m_login.released(0));
+    desktop.setSleepInhibited(false);
+    QVERIFY(!desktop.holdsSleepInhibitor());
+    QTRY_VERIFY(m_login.released(0));
+
+    // Conversions that end before logind answers leave nothing held.
+    desktop.setSleepInhibited(true);
+    desktop.setSleepInhibited(false);
+    QTRY_COMPARE(m_login.readEnds.size(), 2);
+    QTRY_VERIFY(m_login.released(1));
+    QVERIFY(!desktop.holdsSleepInhibitor());
 }
 
 QTEST_MAIN(tst_QBConversionsPopover)

@@ -59,8 +59,6 @@ public:
     // The build this program is: a new value seeds the settings again.
     static int programBuildVersion();
     void setBuildVersion(int version) { m_buildVersion = version; }
-    // Where the defaults are read from (a JSON object of setting values).
-    void setDefaultsResource(const QString &path) { m_defaultsResource = path; }
 
     // --- Start-up, saved documents and quitting (qbdocumentcontrollersession.cpp) ---
     // Seeds the settings, reopens the saved documents and, on the first

@@ -3,8 +3,8 @@
 
 #include <QString>
 
-// A made-up title database shaped like wiitdb.xml, for benchmarks and for
-// tests that need many games: the root "datafile", a "WiiTDB" version
+// A made-up title database shaped like wiitdb.xml, for the benchmarks: the
+// root "datafile", a "WiiTDB" version
 // header, the games, then "companies", "genres" and "descriptors". Each
 // game has about four locales with titles and synopses (some outside
 // ASCII, some with entities), a date with unpadded month and day, a rating,
