@@ -2,6 +2,7 @@
 #include "app/qbapplicationmenus.h"
 #include "app/qbapplicationwindows.h"
 #include "app/qbdocumentcontroller.h"
+#include "app/qbhelpwindow.h"
 #include "app/qbinstancechannel.h"
 #include "app/qbmessageboxpresenter.h"
 #include "app/qbpreferenceswindow.h"
@@ -44,6 +45,7 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBrowser>
 #include <QTimer>
 #include <QtConcurrent>
 
@@ -173,7 +175,7 @@ private slots:
     void answers();
 
 private:
-    void launch(int build = QBDocumentController::programBuildVersion());
+    void launch(int build = QBDocumentController::programBuildVersion(), const QStringList &paths = {});
     QBDocumentWindow *window(const QString &filename) const;
     QBDocumentWindow *waitListed(const QString &filename) const;
 
@@ -219,14 +221,18 @@ void tst_QBDocumentController::cleanup()
 }
 
 // A launch of the program as main() makes it, after the last one ended.
-void tst_QBDocumentController::launch(int build)
+void tst_QBDocumentController::launch(int build, const QStringList &paths)
 {
     m_windows.reset();
     m_controller.reset();
+    // The welcome comes from the event loop, once the tools have answered.
+    const bool welcome = QBSettings::lastVersion() != build && !QBSettings::firstAlert();
     m_controller = std::make_unique<QBDocumentController>();
     m_controller->setBuildVersion(build);
     m_windows = std::make_unique<QBApplicationWindows>(m_controller.get(), m_center.get());
-    m_windows->start();
+    m_windows->start(paths);
+    if (welcome)
+        QTest::qWaitFor([] { return QBSettings::firstAlert(); }, 10000);
 }
 
 QBDocumentWindow *tst_QBDocumentController::window(const QString &filename) const
@@ -258,6 +264,11 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QVERIFY(m_alerts->alerts.first().alternateButton.isEmpty());
     QVERIFY(startWindowBehindWelcome);
+    // The system's tools are named with their versions, not sent for.
+    const QString welcomeText = m_alerts->alerts.first().informativeText;
+    QVERIFY2(QRegularExpression(u"with wit [0-9][0-9.]*[a-z]*, installed on your system"_qs).match(welcomeText).hasMatch()
+                     && welcomeText.contains(u"with wwt "_qs) && !welcomeText.contains(u"Download WIT"_qs),
+             qPrintable(welcomeText));
     QSettings settings;
     QCOMPARE(settings.value(SettingsKey::lastVersion).toInt(), build);
     QCOMPARE(settings.value(SettingsKey::firstAlert).toBool(), true);
@@ -284,8 +295,14 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     QVERIFY(!settings.contains(SettingsKey::firstAlert));
 
     // A new build keeps the user's choice, adds what is missing, and
-    // considers the welcome again.
-    launch(build + 1);
+    // considers the welcome again, which holds back no folder given to it.
+    int documentsBehindWelcome = 0;
+    m_alerts->onAlert = [this, &documentsBehindWelcome](const QBAlert &) {
+        documentsBehindWelcome = int(m_controller->documents().size());
+    };
+    launch(build + 1, {m_library.folder});
+    m_alerts->onAlert = nullptr;
+    QCOMPARE(documentsBehindWelcome, 1);
     QCOMPARE(settings.value(SettingsKey::conversionFormat).toString(), u"iso"_qs);
     QCOMPARE(settings.value(SettingsKey::exportFormat).toString(), u"html"_qs);
     QCOMPARE(settings.value(SettingsKey::lastVersion).toInt(), build + 1);
@@ -458,6 +475,19 @@ void tst_QBDocumentController::windowPlacement()
     QVERIFY(waitListed(m_library.folder) && waitListed(sub));
     QCOMPARE(window(m_library.folder)->geometry(), QRect(60, 70, 420, 300));
     QCOMPARE(window(sub)->geometry(), QRect(40, 50, 380, 260));
+
+    // The start window keeps its place, in a run and from one run to the
+    // next.
+    QBStartWindow *start = m_windows->startWindow();
+    start->show();
+    start->setGeometry(90, 80, 600, 380);
+    start->hide();
+    start->move(0, 0);
+    start->show();
+    QCOMPARE(start->geometry(), QRect(90, 80, 600, 380));
+    QVERIFY(m_windows->quit());
+    launch();
+    QCOMPARE(m_windows->startWindow()->geometry(), QRect(90, 80, 600, 380));
 }
 
 void tst_QBDocumentController::openingCommands()
@@ -538,10 +568,20 @@ void tst_QBDocumentController::openingCommands()
     QCOMPARE(folder->document()->games().size(), m_library.allIds.size());
     folder->tableView()->clearSelection();
 
-    // The web links need a site; without one the user is told where to set it.
+    // The help ships with the program. The web links need a site; without
+    // one the user is told which page it would be, and can go where the
+    // site is set.
+    QVERIFY(choose(folder, u"Help"_qs, u"Palomet Help"_qs));
+    QVERIFY(m_windows->helpWindow()->isVisible());
+    QVERIFY(m_windows->helpWindow()->browser()->toPlainText().contains(u"Getting started"_qs));
+    m_windows->helpWindow()->close();
     m_alerts->alerts.clear();
+    m_alerts->answers = {QBAlertAnswer::Default};
     QVERIFY(choose(folder, u"Help"_qs, u"Donate"_qs));
     QCOMPARE(m_alerts->messages(), QStringList{u"No web site is set for Palomet."_qs});
+    QVERIFY(m_alerts->alerts.first().informativeText.contains(u"\"/palomet/wordpress/?page_id=101\""_qs));
+    QCOMPARE(m_windows->preferencesWindow()->focusWidget()->objectName(), SettingsKey::toolServer);
+    m_windows->preferencesWindow()->close();
 }
 
 void tst_QBDocumentController::exportFromTheMenu()

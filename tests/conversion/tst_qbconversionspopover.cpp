@@ -217,13 +217,25 @@ void tst_QBConversionsPopover::rowsAndHeight()
     QTableView *table = m_popover->conversionTable();
     const QRect coverArea = QBConversionDelegate::coverRect(table->visualRect(list->index(1)));
     QTRY_COMPARE(table->viewport()->grab().toImage().pixelColor(coverArea.center()), QColor(Qt::red));
+    // A long label keeps the written file's name whole; the row's tool tip
+    // is the whole label.
+    const QString label = u"Convert '/media/games/wbfs/a long folder name/Golf [GQGE01]/Golf [GQGE01].wbfs' < "
+                          "'/home/someone/Downloads/another long folder name/Golf.iso'"_qs;
+    const QFontMetrics metrics(table->font());
+    const QString shown = QBConversionDelegate::elidedLabel(label, u"Golf [GQGE01].wbfs"_qs, metrics, 300);
+    QVERIFY2(shown.contains(u"Golf [GQGE01].wbfs'"_qs) && metrics.horizontalAdvance(shown) <= 300, qPrintable(shown));
+    list->bundleAt(1)->setValue(BundleKey::display, label);
+    QCOMPARE(list->index(1).data(Qt::ToolTipRole).toString(), label);
 
     addWaiting(5);
     QCOMPARE(m_popover->height(), row * 11 / 2 + 56);
     QCOMPARE(m_popover->frameGeometry().bottom(), anchor.top() - 1);
     QTRY_COMPARE(table->viewport()->height(), row * 11 / 2);
+    QVERIFY(!m_popover->emptyLabel()->isVisible());
     m_controller->cancelAllConversions();
     QCOMPARE(m_popover->height(), row + 56);
+    // An empty list says so.
+    QVERIFY(m_popover->emptyLabel()->isVisible() && !table->isVisible());
 }
 
 void tst_QBConversionsPopover::stopButtonsCancelOrRemove()
@@ -237,6 +249,11 @@ void tst_QBConversionsPopover::stopButtonsCancelOrRemove()
     QVERIFY(QTest::qWaitForWindowExposed(m_popover.get()));
     QWidget *viewport = m_popover->conversionTable()->viewport();
     QCOMPARE(m_controller->conversionList()->count(), 3);
+    // The finished row's button only takes it off the list: not a stop.
+    const QImage shot = viewport->grab().toImage();
+    const QRect button = QBConversionDelegate::stopButtonRect(QRect(QPoint(), QSize(viewport->width(), 1)));
+    QVERIFY(shot.copy(button.translated(stopButton(0) - button.center()))
+            != shot.copy(button.translated(stopButton(1) - button.center())));
 
     // A waiting conversion is cancelled: its row goes at once, and with it
     // its share of the mean.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "base/qbkeys.h"
 #include "base/qbsettings.h"
 #include "base/qbsupportfolder.h"
 #include "document/qbdocument.h"
@@ -11,6 +12,7 @@
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbfilenamepattern.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 #include "qbtestimages.h"
 
 #include <QAbstractItemModelTester>
@@ -110,6 +112,7 @@ private slots:
     void validation();
     void unexpectedValues();
     void revealShowsTheFile();
+    void removalGivesBackSpace();
     void conversionCommand_data();
     void conversionCommand();
     void skipAlert_data();
@@ -280,8 +283,8 @@ void tst_QBDocument::unexpectedValues()
     QAbstractItemModelTester proxyTester(arranged);
     QImage image(2, 2, QImage::Format_RGB32);
     games->addRecords({
-            {{u"id"_qs, u"A"_qs}, {u"title"_qs, u"Ça Märche"_qs}, {u"players"_qs, u"four"_qs}},
-            {{u"id"_qs, u"B"_qs}, {u"title"_qs, QVariantList{u"Cab"_qs, 2}}, {u"players"_qs, 2}},
+            {{u"id"_qs, u"A"_qs}, {u"title"_qs, u"Ça Märche"_qs}, {u"players"_qs, u"four"_qs}, {u"region"_qs, u"JAPA"_qs}},
+            {{u"id"_qs, u"B"_qs}, {u"title"_qs, QVariantList{u"Cab"_qs, 2}}, {u"players"_qs, 2}, {u"region"_qs, u"USA "_qs}},
             {{u"id"_qs, 7}, {u"title"_qs, 42}, {u"players"_qs, QVariantMap{{u"x"_qs, 1}}}},
             {{u"title"_qs, image}, {u"region"_qs, QDateTime(QDate(2010, 5, 4), QTime(), Qt::UTC)}},
             {{u"id"_qs, u"E"_qs}},
@@ -290,7 +293,12 @@ void tst_QBDocument::unexpectedValues()
     QCOMPARE(games->index(1, title).data().toString(), u"Cab, 2"_qs);
     QCOMPARE(games->index(3, title).data().toString(), QString());
     QCOMPARE(games->index(2, QBGameListModel::columnForKey(u"players"_qs)).data().toString(), QString());
-    QVERIFY(!games->index(3, QBGameListModel::columnForKey(u"region"_qs)).data().toString().isEmpty());
+    const int region = QBGameListModel::columnForKey(u"region"_qs);
+    QVERIFY(!games->index(3, region).data().toString().isEmpty());
+    // The tool's region codes read as the database's, the record unchanged.
+    QCOMPARE(games->index(0, region).data().toString(), u"NTSC-J"_qs);
+    QCOMPARE(games->index(1, region).data().toString(), u"NTSC-U"_qs);
+    QCOMPARE(games->index(1, region).data(QBGameListModel::RawValueRole).toString(), u"USA "_qs);
     QCOMPARE(games->index(4, 0).data(QBGameListModel::SubtitleRole).toString(), u"(null), 0.00 GB"_qs);
 
     auto arrangedIds = [arranged] {
@@ -333,6 +341,25 @@ void tst_QBDocument::revealShowsTheFile()
     QTRY_COMPARE(manager.shown, QStringList{QUrl::fromLocalFile(m_dir.filePath(u"g2.wbfs"_qs)).toString()});
     QCOMPARE(manager.startupId, QString());
     bus.unregisterService(u"org.freedesktop.FileManager1"_qs);
+}
+
+// A partition counts its space in thousands of MiB, a game's size in
+// units of 10^9 bytes; what a removal gives back never passes the whole.
+void tst_QBDocument::removalGivesBackSpace()
+{
+    const QString part = m_dir.filePath(u"space.wbfs"_qs);
+    QVERIFY(QBTestFiles::write(part, "x"));
+    std::unique_ptr<QBDocument> document(QBDocument::create(part, QBDocument::Partition, 1));
+    QVERIFY(document);
+    document->browsingDidFinish({{UserInfoKey::terminationStatus, 0},
+                                 {UserInfoKey::partitionInfos,
+                                  QVariantMap{{PartitionKey::freeSize, 5.0f}, {PartitionKey::totalSize, 10.2f}}}});
+    // 4000 MiB, as the tool gives a game's size.
+    const QVariantMap removed{{UserInfoKey::removedList, QVariantList{QVariantMap{{GameKey::size, 4.194304f}}}}};
+    document->removeDidFinish(removed, {});
+    QCOMPARE(document->freeSpace(), 9.0f);
+    document->removeDidFinish(removed, {});
+    QCOMPARE(document->freeSpace(), 10.2f);
 }
 
 void tst_QBDocument::conversionCommand_data()

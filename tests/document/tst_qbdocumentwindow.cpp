@@ -34,6 +34,7 @@
 #include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QContextMenuEvent>
+#include <QDialog>
 #include <QDirIterator>
 #include <QDrag>
 #include <QHeaderView>
@@ -440,6 +441,14 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
     QVERIFY(QFileInfo(extracted).size() > 0);
     QCOMPARE(values(target, u"filename"_qs), QStringList{extracted});
     QCOMPARE(m_alerts->alerts.size(), 4);
+    // Removed, the game takes along the folder made for it, now empty.
+    m_alerts->answers = {QBAlertAnswer::Default};
+    QTest::mouseClick(target->displayModeSegment(1), Qt::LeftButton);
+    target->tableView()->selectRow(0);
+    target->removeAction()->trigger();
+    QVERIFY(idle(target));
+    QVERIFY(!QFileInfo::exists(QFileInfo(extracted).path()));
+    QVERIFY(QFileInfo(out).isDir());
 }
 
 void tst_QBDocumentWindow::conversionOptions()
@@ -941,6 +950,16 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"If you have 'Deep search' checked"_qs));
     QCOMPARE(folder->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
 
+    // A file that the tool cannot open is named.
+    const QString broken = folderWith(u"broken"_qs, stock.mid(0, 1));
+    QVERIFY(QFile::link(m_dir.filePath(u"nowhere.wbfs"_qs), broken + u"/Broken [RXXE01].wbfs"_qs));
+    QVERIFY(open(broken, QBDocument::Folder));
+    QTRY_COMPARE(m_alerts->alerts.size(), 3);
+    QCOMPARE(m_alerts->alerts.last().message, u"'%1' could not be opened correctly."_qs.arg(broken));
+    QVERIFY2(m_alerts->alerts.last().informativeText.startsWith(
+                     u"This file could not be read:\nBroken [RXXE01].wbfs\n\nIf you have 'Deep search'"_qs),
+             qPrintable(m_alerts->alerts.last().informativeText));
+
     // Records with keys missing are listed and drawn all the same.
     folder->document()->browsingDidFinish({{u"game"_qs, QVariantMap{{u"id"_qs, u"RXXE01"_qs}}}});
     folder->document()->browsingDidFinish({{u"game"_qs, QVariantMap()}});
@@ -1014,8 +1033,28 @@ void tst_QBDocumentWindow::selectionDisplayModesAndDetails()
     const QBListedGame game = document->arrangedGame(3);
     const QString id = game.value(u"id"_qs).toString();
     QCOMPARE(popover->titleTextField()->text(), game.value(titleKey).toString());
-    QCOMPARE(popover->infosTextView()->toPlainText(),
-             u"Powered by gametdb.com\nId: %1\nRegion: %2"_qs.arg(id, game.value(u"region"_qs).toString()));
+    // The region as the database names it; labels in words.
+    QCOMPARE(game.value(u"region"_qs).toString(), u"USA "_qs);
+    QCOMPARE(popover->infosTextView()->toPlainText(), u"Powered by gametdb.com\nID: %1\nRegion: NTSC-U"_qs.arg(id));
+    QCOMPARE(QBGameCenter::detailsText({{u"wi-fi-players"_qs, 4}, {u"optional-controls"_qs, u"nunchuk"_qs}}),
+             u"\nWi-Fi players: 4\nOptional controls: nunchuk"_qs);
+    // Beside the row, never over the toolbar's search field.
+    const QRect row(table->viewport()->mapToGlobal(table->visualRect(table->model()->index(3, 1)).topLeft()),
+                    table->visualRect(table->model()->index(3, 1)).size());
+    const QRect search(window->searchField()->mapToGlobal(QPoint()), window->searchField()->size());
+    QVERIFY(!popover->frameGeometry().intersects(row.adjusted(0, 1, 0, -1)));
+    QVERIFY(!popover->frameGeometry().intersects(search));
+    // Escape is the popover's only in its window: a dialog keeps its own.
+    QDialog dialog;
+    dialog.show();
+    QSignalSpy rejected(&dialog, &QDialog::rejected);
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+    QCOMPARE(rejected.size(), 1);
+    QVERIFY(popover->isVisible());
+    QTest::keyClick(table, Qt::Key_Escape);
+    QVERIFY(!popover->isVisible());
+    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, itemPoint(table, 3));
+    QVERIFY(popover->isVisible());
     const QTextCharFormat label = popover->infosTextView()->document()->begin().begin().fragment().charFormat();
     QCOMPARE(label.anchorHref(), u"https://www.gametdb.com/Wii/"_qs + id);
     // Its cover follows a later arrival.
@@ -1228,7 +1267,7 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     QVERIFY(!titles->revealAction()->isEnabled());
     QTest::mouseDClick(titles->tableView()->viewport(), Qt::LeftButton, {}, itemPoint(titles->tableView(), 1));
     QVERIFY(popover->isVisible());
-    QCOMPARE(popover->infosTextView()->toPlainText(), u"Powered by gametdb.com\nId: RQBP01\nGenre: puzzle\nPlayers: 2"_qs);
+    QCOMPARE(popover->infosTextView()->toPlainText(), u"Powered by gametdb.com\nID: RQBP01\nGenre: puzzle\nPlayers: 2"_qs);
     QCOMPARE(popover->coverImageView()->pixmap().toImage().pixelColor(64, 90),
              QBGameBundle::missingCover()
                      .scaled(QSize(128, 180), Qt::KeepAspectRatio, Qt::SmoothTransformation)

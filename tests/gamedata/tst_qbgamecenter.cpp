@@ -16,6 +16,7 @@
 
 #include <QDateTime>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardPaths>
@@ -56,6 +57,20 @@ QVariantMap game(const QString &id, const QString &region = u"PAL"_qs, bool with
         game.insert(u"filename"_qs, QString(u"/games/"_qs + id + u".wbfs"_qs));
     return game;
 }
+
+// Hides the system's wit and wwt for a scope, leaving the unzip that
+// downloads unpack with: downloads are for a system that has no tools.
+struct NoSystemTools
+{
+    NoSystemTools()
+    {
+        QFile::link(QStandardPaths::findExecutable(u"unzip"_qs), bin.filePath(u"unzip"_qs));
+        qputenv("PATH", bin.path().toLocal8Bit());
+    }
+    ~NoSystemTools() { qputenv("PATH", path); }
+    const QByteArray path = qgetenv("PATH");
+    QTemporaryDir bin;
+};
 
 QString coverRequest(const QString &language, const QString &id)
 {
@@ -201,6 +216,7 @@ void tst_QBGameCenter::toolDownload()
     QBScriptedAlerts alerts;
     m_server->setRoute(u"/palomet/wit.zip"_qs, QBTestZip::make({{u"wit"_qs, "#!/bin/sh\necho wit\n"}}), Mode::Held);
     m_server->setRoute(u"/palomet/wwt.zip"_qs, QBTestZip::make({{u"wwt"_qs, "#!/bin/sh\necho wwt\n"}}));
+    const NoSystemTools none;
     QBGameCenter center;
     QTRY_VERIFY(!center.isParsing());
     QSignalSpy parsing(&center, &QBGameCenter::parsingChanged);
@@ -322,6 +338,7 @@ void tst_QBGameCenter::hostileArchives()
     QFETCH(QStringList, installed);
 
     QBScriptedAlerts alerts;
+    const NoSystemTools none;
     m_server->setRoute(tool ? u"/palomet/wit.zip"_qs : u"/wiitdb.zip"_qs, archive);
     QBGameCenter center;
     QSignalSpy ended(&center, &QBGameCenter::downloadDidEnd);
@@ -350,11 +367,23 @@ void tst_QBGameCenter::downloadsThatCannotStart()
     QCOMPARE(alerts.messages(), QStringList{u"The connection to the internet couldn't be established."_qs});
     QCOMPARE(alerts.alerts.first().informativeText, u"Please try again later."_qs);
 
-    // Without a site for the tools, the system's package is the way.
+    // The system's tools are named with the version they print, and left
+    // to the system's package manager.
+    center.downloadWWT();
+    QTRY_COMPARE(alerts.alerts.size(), 2);
+    QVERIFY(center.downloadString().isEmpty());
+    QVERIFY(QRegularExpression(u"\\APalomet uses wwt [0-9][0-9.]*[a-z]*, installed on your system\\.\\z"_qs)
+                    .match(alerts.alerts.last().message)
+                    .hasMatch());
+    QVERIFY(alerts.alerts.last().informativeText.contains(u"package manager"_qs));
+
+    // Without them, and without a site for the tools, the system's package
+    // is the way.
+    const NoSystemTools none;
     QBSettings::setValue(SettingsKey::toolServer, QString());
     center.downloadWIT();
     QVERIFY(center.downloadString().isEmpty());
-    QCOMPARE(alerts.alerts.size(), 2);
+    QCOMPARE(alerts.alerts.size(), 3);
     QVERIFY(alerts.alerts.last().message.contains(u"\"wit\""_qs));
 }
 

@@ -33,7 +33,7 @@ inline bool chooseToken(QBTokenField *field, const QString &key)
         return false;
     const QList<QAction *> items = menu->actions();
     for (QAction *item : items) {
-        if (item->text() == key) {
+        if (item->data().toString() == key) {
             QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(item).center());
             break;
         }

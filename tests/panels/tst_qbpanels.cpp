@@ -216,7 +216,8 @@ void tst_QBPanels::tokenItemsFollowTheRepresentedGames()
     showField();
     m_field->setRepresentedGames({{{u"id"_qs, u"RQAE01"_qs}, {u"title"_qs, u"Alpha"_qs}, {u"players"_qs, 4}},
                                   {{u"id"_qs, u"RQBP01"_qs}, {u"title"_qs, u"Beta"_qs}}});
-    QCOMPARE(menuItems(), (QStringList{u"id"_qs, u"title"_qs}));
+    // Named for reading; the pattern keeps the keys.
+    QCOMPARE(menuItems(), (QStringList{u"ID"_qs, u"Title"_qs}));
     // A disabled item cannot be chosen.
     QVERIFY(!chooseToken(m_field, u"players"_qs));
     QVERIFY(m_field->objectValue().isEmpty());
@@ -231,6 +232,8 @@ void tst_QBPanels::sharedPanelsKeepTheirOwnPatterns()
     QString shownTitle;
     whenShown(rename, [&] {
         shownTitle = rename->windowTitle();
+        rename->tokenField()->selectAll();
+        QTest::keyClick(rename->tokenField(), Qt::Key_Delete);
         QVERIFY(chooseToken(rename->tokenField(), u"title"_qs));
         QTest::keyClicks(rename->tokenField(), u" - "_qs);
         QVERIFY(chooseToken(rename->tokenField(), u"id"_qs));
@@ -239,13 +242,11 @@ void tst_QBPanels::sharedPanelsKeepTheirOwnPatterns()
     QVERIFY(!rename->runModalWithTitle(u"Rename 'Alpha Quest [RQAE01].wbfs'"_qs, {&bundle}));
     QCOMPARE(shownTitle, u"Rename 'Alpha Quest [RQAE01].wbfs'"_qs);
 
-    // The convert panel starts empty; the rename panel shows its pattern
-    // again, and its example.
+    // The convert panel starts with the loaders' naming, ready to confirm;
+    // the rename panel shows its pattern again, and its example.
     QString example;
     whenShown(convert, [&] {
-        QVERIFY(convert->tokenField()->objectValue().isEmpty());
-        QVERIFY(!convert->okButton()->isEnabled());
-        QVERIFY(chooseToken(convert->tokenField(), u"id"_qs));
+        QVERIFY(convert->okButton()->isEnabled());
         convert->okButton()->click();
     });
     QVERIFY(convert->runModalWithTitle(u"Convert 'x'"_qs, {&bundle}));
@@ -259,7 +260,7 @@ void tst_QBPanels::sharedPanelsKeepTheirOwnPatterns()
     QVERIFY(rename->runModalWithTitle(u"Rename 'x'"_qs, {&bundle}));
     QCOMPARE(example, u"For example: Alpha Quest - RQAE01"_qs);
     QCOMPARE(rename->stringForGame(bundle), u"Alpha Quest - RQAE01"_qs);
-    QCOMPARE(convert->stringForGame(bundle), u"RQAE01"_qs);
+    QCOMPARE(convert->stringForGame(bundle), u"Alpha Quest [RQAE01]"_qs);
 }
 
 void tst_QBPanels::onlyTheConfirmingButtonConfirms_data()
@@ -295,7 +296,7 @@ void tst_QBPanels::onlyTheConfirmingButtonConfirms()
         QVERIFY(!panel.isVisible());
     });
     QCOMPARE(panel.runModalWithTitle(u"Rename"_qs, QList<QVariantMap>{m_game}), confirmed);
-    QCOMPARE(panel.stringForGame(m_game), u"Name"_qs);
+    QCOMPARE(panel.stringForGame(m_game), u"Alpha Quest [RQAE01]Name"_qs);
 }
 
 void tst_QBPanels::refusesAnEmptyName()
@@ -306,6 +307,8 @@ void tst_QBPanels::refusesAnEmptyName()
                                             {u"filename"_qs, u"/v/b.iso"_qs}}};
     bool stayedOpen = false;
     whenShown(&panel, [&] {
+        panel.tokenField()->selectAll();
+        QTest::keyClick(panel.tokenField(), Qt::Key_Delete);
         QVERIFY(chooseToken(panel.tokenField(), u"title"_qs));
         QTest::keyClick(panel.tokenField(), Qt::Key_Return);
         stayedOpen = panel.isVisible();

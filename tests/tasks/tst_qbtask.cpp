@@ -7,6 +7,7 @@
 #include "base/qbkeys.h"
 #include "base/qbsettings.h"
 #include "qbfaketool.h"
+#include "qbtestfiles.h"
 #include "qbtestimages.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversionbundle.h"
@@ -232,6 +233,7 @@ private slots:
     void conversions();
     void progressSections_data();
     void progressSections();
+    void cancelledConversionLeavesNothing();
 
     void removes_data();
     void removes();
@@ -636,6 +638,27 @@ void tst_QBTask::conversions()
     QVERIFY2(QFileInfo(written).isFile(), qPrintable(written));
     QTEST(listedIds(written, launchPath), "id");
     QVERIFY(!QFile::exists(m_dir.filePath(u"not-made"_qs)));
+}
+
+// A tool stopped before its own clean-up leaves its temporary files; the
+// task removes those the tool wrote, and leaves what was there before it.
+void tst_QBTask::cancelledConversionLeavesNothing()
+{
+    QBFakeTool tool;
+    tool.setScript(u"hang\n"_qs);
+    const QString folder = m_dir.filePath(u"left/Golf [GQGE01]"_qs);
+    const QString before = folder + u"/.Golf [GQGE01].wbfs.Older1.tmp"_qs;
+    QVERIFY(QDir().mkpath(folder) && QBTestFiles::write(before, "x"));
+    Conversion conversion({u"copy"_qs, u"--source"_qs, u"src"_qs}, 0,
+                          waitingBundle(u"src"_qs, folder + u"/Golf [GQGE01].wbfs"_qs));
+    QSignalSpy done(&conversion.task, &QBOperation::finished);
+    conversion.task.start();
+    for (const QString &name : {u".Golf [GQGE01].wbfs.Ab12Cd.tmp"_qs, u".Golf [GQGE01].wbfs.Ab12Cd.tmp.1"_qs})
+        QVERIFY(QBTestFiles::write(folder + u'/' + name, "x"));
+    QTRY_COMPARE(tool.invocations().size(), 1);
+    conversion.task.cancel();
+    QVERIFY(done.wait(15000));
+    QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{QFileInfo(before).fileName()});
 }
 
 void tst_QBTask::progressSections_data()

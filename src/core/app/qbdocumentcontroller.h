@@ -61,14 +61,19 @@ public:
     void setBuildVersion(int version) { m_buildVersion = version; }
 
     // --- Start-up, saved documents and quitting (qbdocumentcontrollersession.cpp) ---
+    // Seeds the settings, reopens the saved documents and, on the first
+    // run, welcomes the user from the event loop, once the tools have told
+    // their versions.
     void applicationDidFinishLaunching();
+    // The welcome's informative text, naming the tools that the system
+    // provides.
+    static QString welcomeText();
     // 1 to quit now, 0 to stay; the open documents are saved before 1.
     int applicationShouldTerminate();
-    // The end asked for from outside (a signal): no question, the documents
-    // saved, every conversion and every other tool cancelled, and their
-    // ends awaited, so that no tool outlives the program and no cancelled
-    // conversion leaves its temporary file.
-    void terminateWithoutQuestions();
+    // The last step of every end: conversions cancelled and every tool
+    // stopped and awaited (killed after a few seconds), so that no tool
+    // outlives the program and no unfinished file stays behind.
+    void applicationWillTerminate();
     // True when the start window was brought forward because no document
     // is open; false, doing nothing, otherwise.
     bool applicationShouldHandleReopen();
@@ -129,8 +134,9 @@ signals:
     void validationChanged();
 
 private:
-    void openWebLink(const QString &pathAndQuery);
+    void openWebLink(const QString &command, const QString &pathAndQuery);
     void seedDefaults();
+    void welcome();
     void reopenDocuments();
     void reopenNext();
     void reopen(const QBDocumentEntry &entry);

@@ -138,37 +138,44 @@ QUrl QBDocumentController::webLink(const QString &pathAndQuery)
     return QUrl(site + pathAndQuery);
 }
 
-// Without a site the page has nowhere to open; the user is told where the
-// site is set rather than finding the command dead.
-void QBDocumentController::openWebLink(const QString &pathAndQuery)
+// Without a site the page has nowhere to open: the user is told which page
+// it would have been and where the site is set, and can go there at once.
+void QBDocumentController::openWebLink(const QString &command, const QString &pathAndQuery)
 {
     const QUrl url = webLink(pathAndQuery);
-    if (url.isEmpty()) {
-        QBAlert alert;
-        alert.message = QStringLiteral("No web site is set for Palomet.");
-        alert.informativeText = QStringLiteral("Enter the address of Palomet's web site in the Tools tab of the Preferences.");
-        QBAlertPresenter::run(alert);
+    if (!url.isEmpty()) {
+        QDesktopServices::openUrl(url);
         return;
     }
-    QDesktopServices::openUrl(url);
+    QBAlert alert;
+    alert.message = QStringLiteral("No web site is set for Palomet.");
+    alert.informativeText = QStringLiteral("'%1' opens the page \"%2\" of Palomet's web site. Enter the site's "
+                                           "address in Preferences > Tools > Palomet's web site.")
+                                    .arg(command, pathAndQuery);
+    alert.defaultButton = QStringLiteral("Open Preferences");
+    alert.alternateButton = QStringLiteral("Cancel");
+    if (QBAlertPresenter::run(alert) == QBAlertAnswer::Default && m_views)
+        m_views->showPreferences(SettingsKey::toolServer);
 }
 
 void QBDocumentController::reportBug()
 {
-    openWebLink(QStringLiteral("/palomet/wordpress/?page_id=22"));
+    openWebLink(QStringLiteral("Report a Bug"), QStringLiteral("/palomet/wordpress/?page_id=22"));
 }
 
 void QBDocumentController::donate()
 {
-    openWebLink(QStringLiteral("/palomet/wordpress/?page_id=101"));
+    openWebLink(QStringLiteral("Donate"), QStringLiteral("/palomet/wordpress/?page_id=101"));
 }
 
 void QBDocumentController::openHomepage()
 {
-    openWebLink(QStringLiteral("/palomet"));
+    openWebLink(QStringLiteral("Palomet Home Page"), QStringLiteral("/palomet"));
 }
 
+// The help ships with the program: it needs no site.
 void QBDocumentController::openHelp()
 {
-    openWebLink(QStringLiteral("/palomet/wordpress/?cat=7"));
+    if (m_views)
+        m_views->showHelp();
 }

@@ -6,6 +6,7 @@
 #include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
 #include "document/qbdocument.h"
+#include "gamedata/qbgamecenter.h"
 #include "tasks/qbtask.h"
 
 #include <QFile>
@@ -14,6 +15,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTimer>
+
+#include <optional>
 
 // What carries from one run to the next: the defaults seeded once per
 // build, the welcome, the documents saved at the end and reopened at the
@@ -37,29 +40,62 @@ void syncSettings(const char *what)
 
 void QBDocumentController::applicationDidFinishLaunching()
 {
+    bool welcome = false;
     if (QBSettings::lastVersion() != m_buildVersion) {
         seedDefaults();
         // The welcome is only considered on a launch of a new build, even
         // if firstAlert has gone since.
-        if (!QBSettings::firstAlert()) {
-            QBAlert alert;
-            alert.message = QStringLiteral("Welcome to Palomet!");
-            alert.informativeText =
-                    QStringLiteral("To start browsing and converting games, you first have to install WIT by "
-                                   "selecting 'File > Download WIT'.")
-                    + u'\n'
-                    + QStringLiteral("To see more game details or lookup a particular game, please install the "
-                                     "database by selecting 'File > Download database'.")
-                    + QStringLiteral("\n\n")
-                    + QStringLiteral("If you want to transfer games to/from a WBFS partition, you also have to "
-                                     "install WWT by selecting 'File > Download WWT' and follow the instructions "
-                                     "on the Palomet website by selecting 'Help > Palomet Help'.");
-            QBAlertPresenter::run(alert);
-            QBSettings::setFirstAlert(true);
-            syncSettings("after the welcome");
-        }
+        welcome = !QBSettings::firstAlert();
     }
     reopenDocuments();
+    // From the event loop: the documents given on the command line open as
+    // soon as this returns, and the welcome never holds them back.
+    if (welcome)
+        QTimer::singleShot(0, this, &QBDocumentController::welcome);
+}
+
+void QBDocumentController::welcome()
+{
+    auto show = [] {
+        QBAlert alert;
+        alert.message = QStringLiteral("Welcome to Palomet!");
+        alert.informativeText = welcomeText();
+        QBAlertPresenter::run(alert);
+        QBSettings::setFirstAlert(true);
+        syncSettings("after the welcome");
+    };
+    if (QBGameCenter *center = QBGameCenter::sharedGameCenter())
+        center->findToolVersions(this, show);
+    else
+        show();
+}
+
+// A tool that the system provides is named with its version; the download
+// commands would only point at a package the user already has.
+QString QBDocumentController::welcomeText()
+{
+    const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    auto systemTool = [center](const QString &tool) -> std::optional<QString> {
+        if (QBGameCenter::toolSource(tool) != QBGameCenter::ToolSource::System)
+            return std::nullopt;
+        const QString version = center ? center->toolVersion(tool) : QString();
+        return version.isEmpty() ? tool : tool + u' ' + version;
+    };
+    const std::optional<QString> wit = systemTool(QStringLiteral("wit"));
+    const std::optional<QString> wwt = systemTool(QStringLiteral("wwt"));
+    return (wit ? QStringLiteral("Palomet browses and converts games with %1, installed on your system.").arg(*wit)
+                : QStringLiteral("To start browsing and converting games, you first have to install WIT by "
+                                 "selecting 'File > Download WIT'."))
+            + u'\n'
+            + QStringLiteral("To see more game details or lookup a particular game, please install the "
+                             "database by selecting 'File > Download database'.")
+            + QStringLiteral("\n\n")
+            + (wwt ? QStringLiteral("It transfers games to/from WBFS partitions with %1, installed on your system; "
+                                    "to give it access to a partition, see 'Help > Palomet Help'.")
+                             .arg(*wwt)
+                   : QStringLiteral("If you want to transfer games to/from a WBFS partition, you also have to "
+                                    "install WWT by selecting 'File > Download WWT' and follow the instructions "
+                                    "on the Palomet website by selecting 'Help > Palomet Help'."));
 }
 
 // Values go into the stored settings, not in front of them as defaults:
@@ -181,9 +217,8 @@ int QBDocumentController::applicationShouldTerminate()
     return 1;
 }
 
-void QBDocumentController::terminateWithoutQuestions()
+void QBDocumentController::applicationWillTerminate()
 {
-    saveDocuments();
     if (QBConversionController *conversions = QBConversionController::sharedController())
         conversions->cancelAllConversions();
     QBTask::stopAllTools();

@@ -26,6 +26,10 @@ public:
     // Brings the window forward and makes it the active one.
     virtual void makeKeyAndOrderFront(QBDocument *document) = 0;
     virtual void showStartWindow() = 0;
+    // The user guide that ships with the program.
+    virtual void showHelp() = 0;
+    // The Preferences, at the control of that setting.
+    virtual void showPreferences(const QString &setting) = 0;
 
     // A folder to open.
     virtual QString runOpenPanel() = 0;

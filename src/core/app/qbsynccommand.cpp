@@ -102,14 +102,10 @@ QBSyncCommand::Kind QBSyncCommand::kind(const QString &path)
     return Kind::Missing;
 }
 
+// The panels' own start, so that both name games alike.
 QBFilenamePattern QBSyncCommand::defaultPattern()
 {
-    QBFilenamePattern pattern;
-    pattern.appendToken(QStringLiteral("title"));
-    pattern.appendLiteral(QStringLiteral(" ["));
-    pattern.appendToken(QStringLiteral("id"));
-    pattern.appendLiteral(QStringLiteral("]"));
-    return pattern;
+    return QBFilenamePattern::defaultPattern();
 }
 
 QBSyncCommand::QBSyncCommand(const Options &options, QIODevice *output, QIODevice *errors, QObject *parent)

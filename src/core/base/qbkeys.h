@@ -67,6 +67,7 @@ inline const QString filename = QStringLiteral("filename");
 inline const QString task = QStringLiteral("task");
 inline const QString removedList = QStringLiteral("removedList");
 inline const QString destinationPath = QStringLiteral("destinationPath");
+inline const QString failedFile = QStringLiteral("failedFile");
 }
 
 // The fixed key sets with which the tasks filter the tools' keys.

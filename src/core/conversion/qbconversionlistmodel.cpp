@@ -19,7 +19,9 @@ QList<int> rolesForKey(const QString &key)
 {
     using R = QBConversionListModel;
     if (key == BundleKey::display)
-        return {R::DisplayRole};
+        return {R::DisplayRole, Qt::ToolTipRole};
+    if (key == BundleKey::destinationPath)
+        return {R::DestinationRole};
     if (key == BundleKey::infos)
         return {R::InfosRole};
     if (key == BundleKey::percent)
@@ -56,7 +58,10 @@ QVariant QBConversionListModel::data(const QModelIndex &index, int role) const
     const QBConversionBundle *bundle = m_bundles.at(index.row());
     switch (role) {
     case DisplayRole:
+    case Qt::ToolTipRole:
         return bundle->value(BundleKey::display).toString();
+    case DestinationRole:
+        return bundle->destinationPath();
     case CoverRole: {
         // A cover that is not an image yet (or any more) shows the
         // placeholder, so a row never goes blank.
@@ -97,7 +102,8 @@ QHash<int, QByteArray> QBConversionListModel::roleNames() const
             {IsWaitingRole, "isWaiting"},
             {TerminationStatusRole, "terminationStatus"},
             {HasTaskRole, "hasTask"},
-            {BundleRole, "bundle"}};
+            {BundleRole, "bundle"},
+            {DestinationRole, "destinationPath"}};
 }
 
 QBConversionBundle *QBConversionListModel::bundleAt(int row) const

@@ -18,7 +18,7 @@ class QBConversionListModel : public QAbstractListModel
 
 public:
     enum Role {
-        DisplayRole = Qt::DisplayRole, // "display"
+        DisplayRole = Qt::DisplayRole, // "display", also the tooltip
         CoverRole = Qt::DecorationRole, // "cover", or the missing-cover image
         InfosRole = Qt::UserRole + 1, // "infos"
         PercentRole, // "percent", a double
@@ -27,6 +27,7 @@ public:
         TerminationStatusRole, // "terminationStatus"
         HasTaskRole, // whether the bundle still has its "task"
         BundleRole, // the bundle itself, as a QObject pointer
+        DestinationRole, // "destinationPath"
     };
 
     explicit QBConversionListModel(QObject *parent = nullptr);

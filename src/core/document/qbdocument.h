@@ -189,6 +189,12 @@ private:
     void setRenomations(int completed, int total);
     // The rows of every game listed with that file, filtered out or not.
     QList<int> rowsOfFile(const QString &filename) const;
+    void removeFolderMadeForGame(const QString &filename) const;
+    // Lists files, a run of wit at a time, for those that end a listing
+    // (found so far: found); then the alert that the source could not be
+    // opened, naming them.
+    void findUnreadableFiles(const QStringList &files, const QStringList &found);
+    void showOpenError(const QStringList &files);
 
     QString m_filename;
     int m_documentType;

@@ -10,6 +10,10 @@
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qboperationqueue.h"
 
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+
 #include <algorithm>
 #include <numeric>
 
@@ -17,6 +21,10 @@
 // to date as space, the database and the covers change.
 
 namespace {
+
+// The files of a folder given to wit at most when looking for those it
+// cannot read: well within a command line's length.
+constexpr qsizetype maximumCheckedFiles = 2000;
 
 const char *plural(int count)
 {
@@ -107,16 +115,66 @@ void QBDocument::browsingDidFinish(const QVariantMap &userInfo)
                 *m_hostFilesystem, QBFilesystemCenter::spaceForPath(m_filename).freeSpace);
     }
 
-    if (userInfo.value(UserInfoKey::terminationStatus).toInt() == 1) {
-        QBAlert alert;
-        alert.message = QStringLiteral("'%1' could not be opened correctly.").arg(m_filename);
-        if (m_documentType != Partition)
-            alert.informativeText = QStringLiteral(
-                    "If you have 'Deep search' checked on the Open panel, try to disable it. If the problem "
-                    "persists, make sure you have the privileges to read this file and that you are not "
-                    "following a broken link.");
-        QBAlertPresenter::run(alert);
+    if (userInfo.value(UserInfoKey::terminationStatus).toInt() != 1)
+        return;
+    // In a folder, wit ends the listing at a file it cannot open without
+    // naming it; given the folder's files, it names each one that stops it.
+    if (m_documentType == Folder && QFileInfo(m_filename).isDir()) {
+        QStringList files;
+        QDirIterator it(m_filename, QDir::Files | QDir::System,
+                        QBSettings::browseRecursively() ? QDirIterator::Subdirectories : QDirIterator::NoIteratorFlags);
+        while (it.hasNext() && files.size() < maximumCheckedFiles)
+            files << it.next();
+        files.sort();
+        findUnreadableFiles(files, {});
+        return;
     }
+    const QString failed = userInfo.value(UserInfoKey::failedFile).toString();
+    showOpenError(failed.isEmpty() || failed == m_filename ? QStringList() : QStringList{failed});
+}
+
+void QBDocument::findUnreadableFiles(const QStringList &files, const QStringList &found)
+{
+    if (files.isEmpty() || found.size() >= 11) {
+        showOpenError(found);
+        return;
+    }
+    auto *task = new QBBrowsingTask(QStringList{QStringLiteral("list")} + files + QStringList{QStringLiteral("--sections")}, 0, this);
+    connect(task, &QBBrowsingTask::browsingDidFinish, this, [this, files, found](const QVariantMap &userInfo) {
+        if (!userInfo.contains(UserInfoKey::terminationStatus))
+            return;
+        const QString failed = userInfo.value(UserInfoKey::failedFile).toString();
+        const auto stopped = std::find_if(files.cbegin(), files.cend(), [&failed](const QString &file) {
+            return failed == file || failed.startsWith(file + u'/');
+        });
+        if (stopped == files.cend()) {
+            showOpenError(found);
+            return;
+        }
+        findUnreadableFiles(files.mid(stopped - files.cbegin() + 1), found + QStringList{failed});
+    });
+    m_blockingQueue->addOperation(task);
+}
+
+void QBDocument::showOpenError(const QStringList &files)
+{
+    QBAlert alert;
+    alert.message = QStringLiteral("'%1' could not be opened correctly.").arg(m_filename);
+    if (m_documentType != Partition) {
+        QStringList names;
+        const QDir folder(m_filename);
+        for (const QString &file : files)
+            names << (file.startsWith(m_filename + u'/') ? folder.relativeFilePath(file) : file);
+        if (!names.isEmpty())
+            alert.informativeText = (names.size() == 1 ? QStringLiteral("This file could not be read:\n%1\n\n")
+                                                       : QStringLiteral("These files could not be read:\n%1\n\n"))
+                                            .arg(QBAlert::nameLines(names));
+        alert.informativeText += QStringLiteral(
+                "If you have 'Deep search' checked on the Open panel, try to disable it. If the problem "
+                "persists, make sure you have the privileges to read this file and that you are not "
+                "following a broken link.");
+    }
+    QBAlertPresenter::run(alert);
 }
 
 void QBDocument::filesystemDidChange(quint64 filesystem, float freeSpace)

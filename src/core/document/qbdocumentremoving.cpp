@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "base/qbkeys.h"
 #include "base/qbgameid.h"
 #include "base/qbkeys.h"
+#include "base/qblogging.h"
 #include "conversion/qbconversioncontroller.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
@@ -10,6 +10,7 @@
 #include "tasks/qbrecovertask.h"
 #include "tasks/qbremovetask.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSet>
 
@@ -206,9 +207,12 @@ void QBDocument::removeDidFinish(const QVariantMap &userInfo, const QList<QPoint
             const QBGameBundle *bundle = i < games.size() ? games.at(i).data() : nullptr;
             if (const int row = bundle ? m_gameList->rowOf(bundle) : -1; row >= 0)
                 rows.insert(row);
-            m_freeSpace += game.value(GameKey::size).toFloat();
+            // A partition counts its space in thousands of MiB, a game's
+            // size in gigabytes of 10^9 bytes.
+            m_freeSpace += game.value(GameKey::size).toFloat() * float(1e6 / 1048576.0);
             continue;
         }
+        removeFolderMadeForGame(filename);
         // Every game of the file has gone with it.
         for (const int row : rowsOfFile(filename)) {
             if (!rows.contains(row))
@@ -217,9 +221,29 @@ void QBDocument::removeDidFinish(const QVariantMap &userInfo, const QList<QPoint
         }
     }
     m_gameList->removeGames(rows.values());
+    // Sizes as listed are rounded: the sum never shows more free than there
+    // is in all.
+    if (m_totalSpace > 0)
+        m_freeSpace = std::min(m_freeSpace, m_totalSpace);
     QBFilesystemCenter::shared()->postFilesystemDidChange(m_filesystem, m_freeSpace);
     if (stillThere > 0)
         QBAlertPresenter::run(QBEditing::removeError(stillThere));
+}
+
+// A converted game may have a folder of its own, named as its file is
+// ("NAME/NAME.wbfs"); once the file has gone, the folder goes too when
+// nothing else is in it. Never the document's own folder or one above it.
+void QBDocument::removeFolderMadeForGame(const QString &filename) const
+{
+    const QFileInfo file(filename);
+    const QString folder = file.absolutePath();
+    const QString own = QFileInfo(m_filename).absoluteFilePath();
+    if (QFileInfo(folder).fileName() != file.completeBaseName() || folder == own
+        || own.startsWith(folder + u'/'))
+        return;
+    // rmdir only ever removes an empty folder.
+    if (QDir().rmdir(folder))
+        qCInfo(lcDocument).noquote() << "Removed the empty folder" << folder;
 }
 
 QList<int> QBDocument::rowsOfFile(const QString &filename) const

@@ -40,7 +40,7 @@ QString cellText(const QString &key, const QVariant &value)
         return QString::number(double(value.toFloat()), 'f', 2) + QStringLiteral(" GB");
     if (key == coverKey)
         return QString();
-    return QBGameCenter::textForValue(value);
+    return QBGameCenter::displayText(key, value);
 }
 
 }
@@ -221,15 +221,15 @@ const QBGameListModel::Cell &QBGameListModel::cell(int row, int index) const
         entry.cells.resize(size_t(foldKeys().size()));
     Cell &cell = entry.cells[size_t(index)];
     if (!cell.made) {
-        const QVariant value = entry.bundle ? entry.bundle->value(foldKeys().at(index))
-                                            : entry.record.value(foldKeys().at(index));
+        const QString &key = foldKeys().at(index);
+        const QVariant value = entry.bundle ? entry.bundle->value(key) : entry.record.value(key);
         const Kind kind = kindOf(value);
         cell.kind = int(kind);
         if (kind == Kind::Number)
             cell.number = value.toDouble();
         else if (kind == Kind::Date)
             cell.number = double(value.toDateTime().toMSecsSinceEpoch());
-        cell.folded = fold(QBGameCenter::textForValue(value));
+        cell.folded = fold(QBGameCenter::displayText(key, value));
         cell.made = true;
     }
     return cell;
@@ -239,7 +239,7 @@ QString QBGameListModel::foldedValue(int row, const QString &key) const
 {
     const int index = foldIndex(key);
     if (index < 0)
-        return fold(QBGameCenter::textForValue(value(row, key)));
+        return fold(QBGameCenter::displayText(key, value(row, key)));
     return cell(row, index).folded;
 }
 
@@ -259,7 +259,7 @@ bool QBGameListModel::lessThan(int left, int right, int column) const
         if (folded != 0)
             return folded < 0;
         const QString key = keyForColumn(column);
-        return QBGameCenter::textForValue(value(left, key)) < QBGameCenter::textForValue(value(right, key));
+        return QBGameCenter::displayText(key, value(left, key)) < QBGameCenter::displayText(key, value(right, key));
     }
     default:
         return false;

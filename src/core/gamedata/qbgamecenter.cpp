@@ -149,16 +149,58 @@ void QBGameCenter::updateDetailsView()
     emit detailsViewUpdateRequested();
 }
 
+QString QBGameCenter::labelForKey(const QString &key)
+{
+    static const QHash<QString, QString> labels{
+            {u"id"_qs, u"ID"_qs},
+            {u"wi-fi-players"_qs, u"Wi-Fi players"_qs},
+            {u"wi-fi-features"_qs, u"Wi-Fi features"_qs},
+            {u"optional-controls"_qs, u"Optional controls"_qs},
+            {u"date"_qs, u"Release date"_qs},
+            {u"filetype"_qs, u"File type"_qs},
+            {u"filename"_qs, u"File"_qs},
+    };
+    return labels.value(key, capitalizedKey(key));
+}
+
 QString QBGameCenter::detailsText(const QVariantMap &game)
 {
+    static const QStringList keys = [] {
+        QStringList list = databaseKeys();
+        list.insert(list.indexOf(u"publisher"_qs) + 1, u"date"_qs);
+        return list;
+    }();
     QString text;
-    for (const QString &key : databaseKeys()) {
+    for (const QString &key : keys) {
         const auto it = game.constFind(key);
         if (it == game.cend() || !it->isValid())
             continue;
-        text += u'\n' + capitalizedKey(key) + QStringLiteral(": ") + textForValue(*it);
+        text += u'\n' + labelForKey(key) + QStringLiteral(": ") + displayText(key, *it);
     }
     return text;
+}
+
+QString QBGameCenter::displayText(const QString &key, const QVariant &value)
+{
+    if (key == QLatin1String("region") && value.metaType().id() == QMetaType::QString)
+        return regionText(value.toString());
+    return textForValue(value);
+}
+
+// The tool's codes come from the fourth letter of the ID; the title
+// database says NTSC-U, NTSC-J, NTSC-K and PAL for every European and
+// Australian disc. Codes it has no word for keep their own, trimmed.
+QString QBGameCenter::regionText(const QString &region)
+{
+    static const QHash<QString, QString> names{
+            {u"USA"_qs, u"NTSC-U"_qs}, {u"JAPA"_qs, u"NTSC-J"_qs}, {u"KORE"_qs, u"NTSC-K"_qs},
+            {u"PAL"_qs, u"PAL"_qs},    {u"EURO"_qs, u"PAL"_qs},    {u"GERM"_qs, u"PAL"_qs},
+            {u"FREN"_qs, u"PAL"_qs},   {u"ITAL"_qs, u"PAL"_qs},    {u"SPAN"_qs, u"PAL"_qs},
+            {u"NL"_qs, u"PAL"_qs},     {u"SCAN"_qs, u"PAL"_qs},    {u"RUS"_qs, u"PAL"_qs},
+            {u"AUS"_qs, u"PAL"_qs},
+    };
+    const QString code = region.trimmed();
+    return names.value(code, code);
 }
 
 bool QBGameCenter::isNumber(const QVariant &value)

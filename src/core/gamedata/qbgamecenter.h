@@ -13,6 +13,8 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include <functional>
+
 class QBArchiveExtractor;
 class QBCoverCache;
 class QBFileDownload;
@@ -40,6 +42,9 @@ class QBGameCenter : public QObject
 
 public:
     enum class Download { WIT, WWT, Database };
+    // Where a tool runs from: the support folder's copy, the system's (found
+    // on PATH), or nowhere.
+    enum class ToolSource { Missing, SupportFolder, System };
 
     // What a download menu item shows.
     struct MenuItem
@@ -61,6 +66,15 @@ public:
     // support folder's copy when there is one, else the system's tool.
     // Empty when neither exists and the support folder could not be made.
     QString pathForResource(const QString &name) const;
+    static ToolSource toolSource(const QString &tool);
+    // Asks wit and wwt, where they are found, for their versions, once per
+    // tool file, and calls then (in context) when the answers are in; at
+    // once when they are known. A tool that does not answer within a few
+    // seconds is stopped and has no version.
+    void findToolVersions(QObject *context, const std::function<void()> &then);
+    // The version of the tool in use as it prints it ("3.01a"); empty when
+    // unknown.
+    QString toolVersion(const QString &tool) const;
     // The user's languages with the two Chinese scripts mapped to the
     // database's codes; built once, here.
     const QStringList &languagePreferenceList() const { return m_languages; }
@@ -71,6 +85,10 @@ public:
     // Each blank-separated word with its first letter in upper case and the
     // rest in lower case: "wi-fi-players" gives "Wi-fi-players".
     static QString capitalizedKey(const QString &key);
+    // A key as a person reads it: "wi-fi-players" gives "Wi-Fi players",
+    // "date" "Release date"; a key without a name of its own is
+    // capitalized.
+    static QString labelForKey(const QString &key);
 
     // The title database (qbgamecenterresources.cpp, as are pathForResource
     // and the downloads).
@@ -122,9 +140,15 @@ public:
     void hideDetailsView();
     // Rebuilds the details view's content from its game.
     void updateDetailsView();
-    // The details text after its attribution: "\nKey: value" for each key
-    // of databaseKeys that the game holds, in that order.
+    // The details text after its attribution: "\nLabel: value" for each key
+    // of databaseKeys that the game holds, in that order, with the release
+    // date after the publisher.
     static QString detailsText(const QVariantMap &game);
+    // A record value as the lists show it: textForValue, except that a
+    // region the tool names in its own code ("USA ", "JAPA") reads as the
+    // title database names it ("NTSC-U", "NTSC-J").
+    static QString displayText(const QString &key, const QVariant &value);
+    static QString regionText(const QString &region);
     // A record value as the windows write it: numbers as plain figures,
     // dates in the long style without time, lists joined with ", "; values
     // that have no text form (maps, images) give an empty text.
@@ -172,6 +196,7 @@ private:
     void setDownloadPercent(double percent);
 
     void databaseDidParse(const QBDatabase &database);
+    void toolVersionsFound();
 
     QString m_supportFolder;
     QStringList m_languages;
@@ -190,6 +215,11 @@ private:
     double m_downloadPercent = 0;
     QBFileDownload *m_download = nullptr;
     QBArchiveExtractor *m_extractor = nullptr;
+
+    // Tool name to the path and version found for it.
+    QHash<QString, std::pair<QString, QString>> m_toolVersions;
+    int m_versionTasks = 0;
+    QList<std::pair<QPointer<QObject>, std::function<void()>>> m_versionWaiters;
 
     QBCoverCache *m_coverCache;
     QPointer<QObject> m_detailsViewOwner;

@@ -8,10 +8,14 @@
 #include "qbarchiveextractor.h"
 #include "qbfiledownload.h"
 #include "tasks/qboperationqueue.h"
+#include "tasks/qbversiontask.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QStandardPaths>
+#include <QTimer>
+
+#include <utility>
 
 // The support folder's resources: the tools and the title database, where
 // they are, their downloads and installs, and the database's loading.
@@ -27,6 +31,8 @@ const QString wwtName = QStringLiteral("wwt");
 // database by what the parser reads, a tool by far more than it needs.
 constexpr qint64 archiveSizeLimit = qint64(256) << 20;
 constexpr qint64 toolSizeLimit = qint64(64) << 20;
+// The version command answers at once; a tool that does not is stopped.
+constexpr int versionTimeoutMs = 5000;
 
 void alert(const QString &message, const QString &informativeText = QString())
 {
@@ -46,6 +52,60 @@ QString QBGameCenter::pathForResource(const QString &name) const
             return tool;
     }
     return m_supportFolder.isEmpty() ? QString() : m_supportFolder + u'/' + name;
+}
+
+QBGameCenter::ToolSource QBGameCenter::toolSource(const QString &tool)
+{
+    const QString path = QBSupportFolder::toolPath(tool);
+    if (path.isEmpty())
+        return ToolSource::Missing;
+    return QFileInfo(path).absolutePath() == QFileInfo(QBSupportFolder::location()).absoluteFilePath()
+            ? ToolSource::SupportFolder
+            : ToolSource::System;
+}
+
+QString QBGameCenter::toolVersion(const QString &tool) const
+{
+    const auto found = m_toolVersions.constFind(tool);
+    return found != m_toolVersions.cend() && found->first == QBSupportFolder::toolPath(tool) ? found->second
+                                                                                              : QString();
+}
+
+void QBGameCenter::findToolVersions(QObject *context, const std::function<void()> &then)
+{
+    m_versionWaiters.append({context, then});
+    if (m_versionTasks > 0)
+        return;
+    for (const QString &tool : {witName, wwtName}) {
+        const QString path = QBSupportFolder::toolPath(tool);
+        const auto known = m_toolVersions.constFind(tool);
+        if (path.isEmpty() || (known != m_toolVersions.cend() && known->first == path))
+            continue;
+        auto *task = new QBVersionTask(tool, this);
+        ++m_versionTasks;
+        connect(task, &QBOperation::finished, this, [this, task, tool, path] {
+            m_toolVersions.insert(tool, {path, task->version()});
+            task->deleteLater();
+            if (--m_versionTasks == 0)
+                toolVersionsFound();
+        });
+        QTimer::singleShot(versionTimeoutMs, task, &QBOperation::cancel);
+        task->start();
+    }
+    if (m_versionTasks == 0)
+        toolVersionsFound();
+}
+
+// From the event loop, never from the tool's end: a waiter may run an
+// alert, whose loop would not see the window system's events while the
+// process's notifier is still being handled.
+void QBGameCenter::toolVersionsFound()
+{
+    const auto waiters = std::exchange(m_versionWaiters, {});
+    for (const auto &[context, then] : waiters) {
+        if (context)
+            QMetaObject::invokeMethod(context, then, Qt::QueuedConnection);
+    }
 }
 
 // --- The title database ---------------------------------------------------
@@ -86,6 +146,18 @@ void QBGameCenter::downloadWWT()
 
 void QBGameCenter::downloadToolArchive(const QString &tool, const QString &updating, const QString &downloading)
 {
+    if (toolSource(tool) == ToolSource::System) {
+        // The system's package keeps the tool up to date; a copy of ours
+        // would only hide it.
+        findToolVersions(this, [this, tool] {
+            const QString version = toolVersion(tool);
+            alert(QStringLiteral("Palomet uses %1%2, installed on your system.")
+                          .arg(tool, version.isEmpty() ? QString() : u' ' + version),
+                  QStringLiteral("Your system's package manager updates it with the package \"wit\", which "
+                                 "provides both wit and wwt."));
+        });
+        return;
+    }
     const QString server = QBSettings::toolServer();
     if (server.isEmpty()) {
         // No site offers the tools for this system: its own package does.

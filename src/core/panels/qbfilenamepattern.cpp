@@ -29,6 +29,16 @@ const QStringList &QBFilenamePattern::tokenKeys()
     return keys;
 }
 
+QBFilenamePattern QBFilenamePattern::defaultPattern()
+{
+    QBFilenamePattern pattern;
+    pattern.appendToken(QStringLiteral("title"));
+    pattern.appendLiteral(QStringLiteral(" ["));
+    pattern.appendToken(QStringLiteral("id"));
+    pattern.appendLiteral(QStringLiteral("]"));
+    return pattern;
+}
+
 const QString &QBFilenamePattern::illegalCharacters()
 {
     static const QString characters = QStringLiteral("/?<>\\:*|\"^=");

@@ -28,6 +28,9 @@ public:
 
     // The keys the token menu offers, in its order.
     static const QStringList &tokenKeys();
+    // The pattern the panels start with: title, " [", id, "]", the naming
+    // that USB loaders expect.
+    static QBFilenamePattern defaultPattern();
     // The ten characters that never reach a file name: / ? < > \ : * | " ^ =
     static const QString &illegalCharacters();
     static bool containsIllegalCharacter(QStringView text);

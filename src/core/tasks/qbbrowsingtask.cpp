@@ -32,6 +32,8 @@ QStringList QBBrowsingTask::partitionArguments(const QString &path)
 // "disc-N" sections.
 bool QBBrowsingTask::shouldStartSectionWithHeader(const QString &header)
 {
+    if (header == QLatin1String("error") && m_failedFile.isEmpty())
+        m_failedFile = m_lastNamedFile;
     if (header == progressFound
         || (header.startsWith(QLatin1String("disc-")) && launchPath() == 1)) {
         m_game = QVariantMap();
@@ -84,10 +86,38 @@ void QBBrowsingTask::endSection(const QString &)
     }
 }
 
+// The tool names a file it could not read in its error's text:
+//   !! wit: ERROR #76 [CAN'T OPEN FILE] in SetupReadSF() @ src/lib-sf.c#447
+//   !!      Can't open file: /folder/Broken
+//   !!      [RXXE01].wbfs
+// The text after the first line is wrapped at blanks, within the path as
+// well; joined again with one blank, it holds the path as given. The file
+// named last before the "error" section is the one that ended the listing.
+void QBBrowsingTask::readErrorLine(QStringView text)
+{
+    const QStringView line = text.trimmed();
+    if (line.startsWith(QString(toolName() + QStringLiteral(": ")))) {
+        m_errorText.clear();
+        return;
+    }
+    if (!m_errorText.isEmpty())
+        m_errorText += u' ';
+    m_errorText += line;
+    qsizetype longest = 0;
+    for (const QString &argument : arguments()) {
+        if (argument.startsWith(u'/') && argument.size() > longest && m_errorText.contains(argument)) {
+            m_lastNamedFile = argument;
+            longest = argument.size();
+        }
+    }
+}
+
 void QBBrowsingTask::processDidStop()
 {
     QVariantMap userInfo{{UserInfoKey::terminationStatus, terminationStatus()}};
     if (m_hasPartitionInfos)
         userInfo.insert(UserInfoKey::partitionInfos, m_partitionInfos);
+    if (!m_failedFile.isEmpty())
+        userInfo.insert(UserInfoKey::failedFile, m_failedFile);
     emit browsingDidFinish(userInfo);
 }

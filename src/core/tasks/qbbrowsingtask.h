@@ -22,7 +22,8 @@ public:
 signals:
     // Two forms: {"game": record} for each game, then, once at the end of
     // the output (never after a cancel), {"terminationStatus": int} with
-    // "partitionInfos" when a partition section was read.
+    // "partitionInfos" when a partition section was read, and "failedFile"
+    // when the error that ended the listing named a file.
     void browsingDidFinish(const QVariantMap &userInfo);
 
 protected:
@@ -30,6 +31,7 @@ protected:
     void readKey(QStringView key, QStringView value, const QString &section) override;
     void endSection(const QString &section) override;
     void processDidStop() override;
+    void readErrorLine(QStringView text) override;
 
 private:
     // What the open accepted section describes; set once at its header so
@@ -40,4 +42,7 @@ private:
     QVariantMap m_game;
     QVariantMap m_partitionInfos;
     bool m_hasPartitionInfos = false;
+    QString m_errorText;
+    QString m_lastNamedFile;
+    QString m_failedFile;
 };

@@ -8,8 +8,10 @@
 #include "qbconversionhandler.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTimer>
 
 namespace {
@@ -24,8 +26,23 @@ QBConversionTask::QBConversionTask(const QStringList &arguments, int launchPath,
     , m_bundle(bundle)
 {
     setBundleValue(BundleKey::terminationStatus, 0);
-    if (m_bundle)
+    if (m_bundle) {
         m_bundle->setTask(this);
+        m_requestedDestination = m_bundle->destinationPath();
+    }
+    connect(process(), &QProcess::finished, this, &QBConversionTask::toolDidEnd);
+}
+
+QBConversionTask::~QBConversionTask()
+{
+    QProcess *child = process();
+    if (child->state() == QProcess::NotRunning)
+        return;
+    stopTool();
+    if (!child->waitForFinished(killDelayMs)) {
+        child->kill();
+        child->waitForFinished(1000);
+    }
 }
 
 void QBConversionTask::setBundleValue(const QString &key, const QVariant &value)
@@ -48,8 +65,13 @@ void QBConversionTask::processWillStart()
             || (!arguments().isEmpty() && arguments().first() == QLatin1String("extract"));
     if (createsFile && m_bundle) {
         const QString folder = QFileInfo(m_bundle->destinationPath()).path();
-        if (!QFileInfo::exists(folder) && !QDir().mkpath(folder))
-            qCWarning(lcTasks).noquote() << "Could not create the folder" << folder;
+        if (!QFileInfo::exists(folder)) {
+            if (QDir().mkpath(folder))
+                m_createdFolder = folder;
+            else
+                qCWarning(lcTasks).noquote() << "Could not create the folder" << folder;
+        }
+        m_temporaryFilesBefore = ownTemporaryFiles();
     }
     setBundleValue(BundleKey::infos, QStringLiteral("Conversion started."));
     setBundleValue(BundleKey::isWaiting, false);
@@ -97,6 +119,8 @@ void QBConversionTask::endSection(const QString &section)
 
 void QBConversionTask::processDidStop()
 {
+    // Also when the tool could not start at all: the folder made for it goes.
+    toolDidEnd();
     if (!m_bundle)
         return;
     m_bundle->remove(BundleKey::task);
@@ -117,6 +141,53 @@ void QBConversionTask::processDidRaiseError()
     setBundleValue(BundleKey::terminationStatus, terminationStatus());
     if (QBConversionHandler *handler = QBConversionHandler::shared(); handler && m_bundle)
         handler->handleConversionErrorForBundle(m_bundle);
+}
+
+QStringList QBConversionTask::temporaryFiles(const QString &folder, const QString &name)
+{
+    if (folder.isEmpty() || name.isEmpty())
+        return {};
+    const QRegularExpression pattern(u"\\A\\."_qs + QRegularExpression::escape(name)
+                                     + u"\\.[A-Za-z0-9]{6}\\.tmp(\\.[0-9]{1,4})?\\z"_qs);
+    QStringList files;
+    // Not a name filter: a game's name holds brackets, which a filter reads
+    // as a set of characters.
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System);
+    while (it.hasNext()) {
+        const QFileInfo file(it.next());
+        if (!file.isSymLink() && file.isFile() && pattern.match(file.fileName()).hasMatch())
+            files << file.filePath();
+    }
+    return files;
+}
+
+QStringList QBConversionTask::ownTemporaryFiles() const
+{
+    // The name asked for, and the one the tool reported when it differs.
+    QStringList files;
+    QStringList destinations{m_requestedDestination};
+    if (m_bundle && m_bundle->destinationPath() != m_requestedDestination)
+        destinations << m_bundle->destinationPath();
+    for (const QString &destination : std::as_const(destinations)) {
+        const QFileInfo info(destination);
+        files << temporaryFiles(info.path(), info.fileName());
+    }
+    return files;
+}
+
+// wit and wwt remove their temporary file when interrupted, but not when
+// killed, and not always before the program gives up waiting; what is left
+// of an output that will never be finished goes, and nothing else.
+void QBConversionTask::toolDidEnd()
+{
+    if (terminationStatus() == Success)
+        return;
+    for (const QString &file : ownTemporaryFiles()) {
+        if (!m_temporaryFilesBefore.contains(file) && QFile::remove(file))
+            qCInfo(lcTasks).noquote() << "Removed the unfinished file" << file;
+    }
+    if (!m_createdFolder.isEmpty() && QDir().rmdir(m_createdFolder))
+        m_createdFolder.clear();
 }
 
 void QBConversionTask::cancel()

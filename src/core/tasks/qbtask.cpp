@@ -351,8 +351,10 @@ void QBTask::readLine(QStringView line)
         return;
     }
     if (!m_inSection) {
-        if (line.startsWith(QLatin1String("!!")))
+        if (line.startsWith(QLatin1String("!!"))) {
             raiseError();
+            readErrorLine(line.sliced(2));
+        }
         return;
     }
     if (line.isEmpty()) {
@@ -411,3 +413,5 @@ void QBTask::endSection(const QString &) { }
 void QBTask::processDidStop() { }
 
 void QBTask::processDidRaiseError() { }
+
+void QBTask::readErrorLine(QStringView) { }

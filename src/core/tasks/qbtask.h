@@ -83,6 +83,9 @@ protected:
     virtual void processDidStop();
     // The first error that the output shows (terminationStatus went to 1).
     virtual void processDidRaiseError();
+    // Each "!!" line outside a section, without the "!!", after the error
+    // has been raised.
+    virtual void readErrorLine(QStringView text);
 
     void setTerminationStatus(int status) { m_terminationStatus = status; }
     QProcess *process() const { return m_process; }

@@ -8,6 +8,7 @@
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
 #include "qbapplicationmenus.h"
+#include "qbhelpwindow.h"
 #include "qbpreferenceswindow.h"
 #include "qbstartwindow.h"
 
@@ -57,7 +58,7 @@ QBApplicationWindows::QBApplicationWindows(QBDocumentController *controller, QBG
     connect(m_startWindow.get(), &QBStartWindow::closeRequested, this,
             &QBApplicationWindows::startWindowCloseRequested);
     connect(m_menus->quitAction(), &QAction::triggered, this, &QBApplicationWindows::quit);
-    connect(m_menus->preferencesAction(), &QAction::triggered, this, &QBApplicationWindows::showPreferences);
+    connect(m_menus->preferencesAction(), &QAction::triggered, this, [this] { showPreferences(); });
     connect(m_controller, &QBDocumentController::documentsChanged, this, &QBApplicationWindows::documentsChanged);
     // Quitting is the controller's question, not the last window's close.
     QGuiApplication::setQuitOnLastWindowClosed(false);
@@ -73,6 +74,7 @@ QBApplicationWindows::~QBApplicationWindows()
     for (QBDocument *document : documents)
         delete windowForDocument(document);
     delete m_preferencesWindow.data();
+    delete m_helpWindow.data();
 }
 
 QBDocumentWindow *QBApplicationWindows::windowForDocument(const QBDocument *document)
@@ -139,7 +141,7 @@ void QBApplicationWindows::quitWithoutQuestions()
 {
     if (m_quitting)
         return;
-    m_controller->terminateWithoutQuestions();
+    m_controller->saveDocuments();
     endProgram();
 }
 
@@ -154,8 +156,12 @@ void QBApplicationWindows::endProgram()
     }
     if (m_preferencesWindow)
         m_preferencesWindow->close();
+    if (m_helpWindow)
+        m_helpWindow->close();
     m_startWindow->hide();
     m_downloadWindow->hide();
+    // With the windows gone, the tools' ends are awaited.
+    m_controller->applicationWillTerminate();
     QCoreApplication::quit();
 }
 
@@ -183,13 +189,29 @@ QBPreferencesWindow *QBApplicationWindows::preferencesWindow() const
     return m_preferencesWindow;
 }
 
-void QBApplicationWindows::showPreferences()
+void QBApplicationWindows::showPreferences(const QString &setting)
 {
     if (!m_preferencesWindow)
         m_preferencesWindow = new QBPreferencesWindow;
     m_preferencesWindow->show();
     m_preferencesWindow->raise();
     m_preferencesWindow->activateWindow();
+    if (!setting.isEmpty())
+        m_preferencesWindow->showSetting(setting);
+}
+
+QBHelpWindow *QBApplicationWindows::helpWindow() const
+{
+    return m_helpWindow;
+}
+
+void QBApplicationWindows::showHelp()
+{
+    if (!m_helpWindow)
+        m_helpWindow = new QBHelpWindow;
+    m_helpWindow->show();
+    m_helpWindow->raise();
+    m_helpWindow->activateWindow();
 }
 
 // --- Documents ------------------------------------------------------------

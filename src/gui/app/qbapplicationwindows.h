@@ -14,6 +14,7 @@ class QBDocumentWindow;
 class QBDownloadWindow;
 class QBGameCenter;
 class QBGameDataMenus;
+class QBHelpWindow;
 class QBPreferencesWindow;
 class QBStartWindow;
 class QCloseEvent;
@@ -50,7 +51,10 @@ public:
     // Ends the program as quit() does, without its question, once every
     // tool has been stopped (a signal asked for the end).
     void quitWithoutQuestions();
-    void showPreferences();
+    // The Preferences; with a setting, at its control.
+    void showPreferences(const QString &setting = QString()) override;
+    // The user guide that ships with the program.
+    void showHelp() override;
 
     QBDocumentController *controller() const { return m_controller; }
     QBStartWindow *startWindow() const { return m_startWindow.get(); }
@@ -58,6 +62,8 @@ public:
     QBGameDataMenus *gameDataMenus() const { return m_gameDataMenus.get(); }
     // Made when first shown.
     QBPreferencesWindow *preferencesWindow() const;
+    // Made when first shown.
+    QBHelpWindow *helpWindow() const;
     static QBDocumentWindow *windowForDocument(const QBDocument *document);
 
 private:
@@ -84,6 +90,7 @@ private:
     std::unique_ptr<QBStartWindow> m_startWindow;
     std::unique_ptr<QBDownloadWindow> m_downloadWindow;
     QPointer<QBPreferencesWindow> m_preferencesWindow;
+    QPointer<QBHelpWindow> m_helpWindow;
     void endProgram();
 
     bool m_quitting = false;

@@ -158,6 +158,19 @@ void QBPreferencesWindow::readSettings()
         read();
 }
 
+void QBPreferencesWindow::showSetting(const QString &key)
+{
+    auto *control = findChild<QWidget *>(key);
+    auto *tabs = findChild<QTabWidget *>();
+    if (!control || !tabs)
+        return;
+    for (int i = 0; i < tabs->count(); ++i) {
+        if (tabs->widget(i)->isAncestorOf(control))
+            tabs->setCurrentIndex(i);
+    }
+    control->setFocus(Qt::OtherFocusReason);
+}
+
 void QBPreferencesWindow::showEvent(QShowEvent *event)
 {
     readSettings();

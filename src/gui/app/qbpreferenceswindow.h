@@ -23,6 +23,9 @@ public:
     static const QStringList &conversionFormats();
 
     void readSettings();
+    // Brings the tab that holds the control of that setting forward and
+    // gives the control the focus.
+    void showSetting(const QString &key);
 
 protected:
     void showEvent(QShowEvent *event) override;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbstartwindow.h"
 
+#include "base/qbsettings.h"
 #include "conversion/qbconversionsbutton.h"
 
 #include <QCloseEvent>
@@ -8,6 +9,11 @@
 #include <QLabel>
 #include <QToolButton>
 #include <QVBoxLayout>
+
+namespace {
+// The name its frame is saved under; no source's path looks like it.
+const QString frameName = QStringLiteral("Start Window");
+}
 
 QBStartWindow::QBStartWindow(QWidget *parent)
     : QMainWindow(parent)
@@ -33,6 +39,7 @@ QBStartWindow::QBStartWindow(QWidget *parent)
     layout->addLayout(bottom);
     setCentralWidget(content);
     resize(520, 340);
+    restoreGeometry(QBSettings::windowFrame(frameName));
 }
 
 void QBStartWindow::setQuickStartActions(const QList<QAction *> &actions)
@@ -53,4 +60,20 @@ void QBStartWindow::closeEvent(QCloseEvent *event)
     emit closeRequested(event);
     if (event->isAccepted())
         QMainWindow::closeEvent(event);
+}
+
+void QBStartWindow::showEvent(QShowEvent *event)
+{
+    // Shown again in the same run: where it was, not where the desktop
+    // would put a new window.
+    if (!event->spontaneous())
+        restoreGeometry(QBSettings::windowFrame(frameName));
+    QMainWindow::showEvent(event);
+}
+
+void QBStartWindow::hideEvent(QHideEvent *event)
+{
+    if (!event->spontaneous())
+        QBSettings::setWindowFrame(frameName, saveGeometry());
+    QMainWindow::hideEvent(event);
 }

@@ -8,7 +8,8 @@ class QBConversionsButton;
 class QHBoxLayout;
 
 // The window shown when no source is open: a button for each way to open
-// one, and the conversions button, which opens the conversions view.
+// one, and the conversions button, which opens the conversions view. It
+// comes back where it was, in a run and from one run to the next.
 class QBStartWindow : public QMainWindow
 {
     Q_OBJECT
@@ -28,6 +29,8 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
 
 private:
     QBConversionsButton *m_conversionsButton;

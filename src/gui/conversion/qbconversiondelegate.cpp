@@ -4,6 +4,7 @@
 #include "conversion/qbconversionlistmodel.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QIcon>
 #include <QImage>
 #include <QMouseEvent>
@@ -96,6 +97,32 @@ QRect QBConversionDelegate::stopButtonRect(const QRect &row)
     return QRect(row.right() - margin - stopSize + 1, row.center().y() - stopSize / 2, stopSize, stopSize);
 }
 
+QString QBConversionDelegate::elidedLabel(const QString &label, const QString &fileName,
+                                          const QFontMetrics &metrics, int width)
+{
+    if (metrics.horizontalAdvance(label) <= width)
+        return label;
+    const qsizetype at = fileName.isEmpty() ? -1 : label.indexOf(fileName);
+    if (at < 0)
+        return metrics.elidedText(label, Qt::ElideMiddle, width);
+    const int nameWidth = metrics.horizontalAdvance(fileName);
+    if (nameWidth >= width)
+        return metrics.elidedText(fileName, Qt::ElideRight, width);
+    const QString head = label.left(at);
+    const QString tail = label.mid(at + fileName.size());
+    // What is left goes to the text before the name (the verb and the end
+    // of the folder), the text after it taking two fifths at most.
+    const int rest = width - nameWidth;
+    int tailWidth = qMin(metrics.horizontalAdvance(tail), rest * 2 / 5);
+    int headWidth = rest - tailWidth;
+    if (metrics.horizontalAdvance(head) < headWidth) {
+        headWidth = metrics.horizontalAdvance(head);
+        tailWidth = rest - headWidth;
+    }
+    return metrics.elidedText(head, Qt::ElideMiddle, headWidth) + fileName
+            + metrics.elidedText(tail, Qt::ElideRight, tailWidth);
+}
+
 QSize QBConversionDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &) const
 {
     return QSize(option.rect.width() > 0 ? option.rect.width() : 360, rowHeight);
@@ -136,9 +163,10 @@ void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &
     const QFontMetrics titleMetrics(titleFont);
     const QRect title(text.left(), text.top(), text.width(), titleMetrics.height());
     painter->setFont(titleFont);
+    const QString fileName = QFileInfo(index.data(QBConversionListModel::DestinationRole).toString()).fileName();
     painter->drawText(title, Qt::AlignLeft | Qt::AlignVCenter,
-                      titleMetrics.elidedText(index.data(QBConversionListModel::DisplayRole).toString(),
-                                              Qt::ElideMiddle, title.width()));
+                      elidedLabel(index.data(QBConversionListModel::DisplayRole).toString(), fileName,
+                                  titleMetrics, title.width()));
 
     QFont infoFont = option.font;
     infoFont.setPointSizeF(std::max(6.0, infoFont.pointSizeF() * 0.85));
@@ -156,7 +184,17 @@ void QBConversionDelegate::paint(QPainter *painter, const QStyleOptionViewItem &
     painter->drawPixmap(text.left(), barTop,
                         progressBar(QSize(text.width(), 10), progress, option, painter->device()->devicePixelRatioF()));
 
-    QIcon stop = givenStopIcon(index.data(QBConversionListModel::StopImageRole));
+    QIcon stop;
+    if (!index.data(QBConversionListModel::HasTaskRole).toBool()) {
+        // Nothing left to cancel: the button only takes the row off the
+        // list, and says so by its look.
+        if (m_removeIcon.isNull())
+            m_removeIcon = QIcon::fromTheme(QStringLiteral("edit-clear"),
+                                            style->standardIcon(QStyle::SP_LineEditClearButton));
+        stop = m_removeIcon;
+    } else {
+        stop = givenStopIcon(index.data(QBConversionListModel::StopImageRole));
+    }
     if (stop.isNull()) {
         // Looked up and decoded once; the rows repaint often.
         if (m_standardStopIcon.isNull())

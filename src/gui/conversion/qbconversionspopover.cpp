@@ -37,6 +37,7 @@ QBConversionsPopover::QBConversionsPopover(QBConversionController *controller, Q
     , m_controller(controller)
     , m_table(new QTableView(this))
     , m_caption(new QLabel(this))
+    , m_empty(new QLabel(tr("No conversions.\nDrag games onto a window to convert or copy them."), this))
     , m_clear(new QPushButton(QStringLiteral("Clear"), this))
     , m_cancelAll(new QPushButton(QStringLiteral("Cancel all"), this))
 {
@@ -83,6 +84,9 @@ QBConversionsPopover::QBConversionsPopover(QBConversionController *controller, Q
     layout->setSpacing(spacing);
     layout->addWidget(m_caption);
     layout->addWidget(m_table, 1);
+    m_empty->setAlignment(Qt::AlignCenter);
+    m_empty->setForegroundRole(QPalette::PlaceholderText);
+    layout->addWidget(m_empty, 1);
     layout->addWidget(buttons);
 
     connect(controller, &QBConversionController::captionChanged, m_caption, &QLabel::setText);
@@ -94,9 +98,13 @@ QBConversionsPopover::QBConversionsPopover(QBConversionController *controller, Q
 
     const QBConversionListModel *list = controller->conversionList();
     auto resizeWhenShown = [this] {
+        const bool empty = !m_controller || m_controller->conversionList()->count() == 0;
+        m_table->setHidden(empty);
+        m_empty->setVisible(empty);
         if (isVisible())
             setConversionPopoverSize();
     };
+    resizeWhenShown();
     connect(list, &QAbstractItemModel::rowsInserted, this, resizeWhenShown);
     connect(list, &QAbstractItemModel::rowsRemoved, this, resizeWhenShown);
     connect(list, &QAbstractItemModel::modelReset, this, resizeWhenShown);

@@ -12,8 +12,8 @@ class QPushButton;
 // The conversions view: a popup anchored next to the control that opened
 // it, listing one row per conversion with its stop button, the overall
 // caption, and the "Clear" and "Cancel all" commands. Its height follows
-// the number of rows. A click outside closes it, and popoverDidClose tells
-// whoever opened it.
+// the number of rows; an empty list says so. A click outside closes it, and
+// popoverDidClose tells whoever opened it.
 class QBConversionsPopover : public QFrame
 {
     Q_OBJECT
@@ -35,6 +35,8 @@ public:
     QLabel *conversionsTextField() const { return m_caption; }
     QPushButton *clearButton() const { return m_clear; }
     QPushButton *cancelAllButton() const { return m_cancelAll; }
+    // Shown in place of the list while it is empty.
+    QLabel *emptyLabel() const { return m_empty; }
 
 signals:
     void popoverDidClose();
@@ -50,6 +52,7 @@ private:
     QPointer<QBConversionController> m_controller;
     QTableView *m_table;
     QLabel *m_caption;
+    QLabel *m_empty;
     QPushButton *m_clear;
     QPushButton *m_cancelAll;
     QRect m_anchor;

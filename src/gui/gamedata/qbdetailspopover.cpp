@@ -14,13 +14,20 @@
 #include <QTextBlockFormat>
 #include <QTextBrowser>
 #include <QTextCursor>
+#include <QTextDocument>
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <cmath>
+
 namespace {
 
-constexpr QSize popoverSize(380, 430);
+// Wide enough for a synopsis to read as a paragraph; as high as the text
+// needs, up to what the screen gives.
+constexpr int popoverWidth = 500;
+constexpr int maxHeight = 720;
 constexpr QSize coverBox(128, 180);
+constexpr int margin = 10;
 // Between the anchoring rectangle and the popover.
 constexpr int gap = 4;
 
@@ -57,10 +64,10 @@ QBDetailsPopover::QBDetailsPopover(QBGameCenter *center, QWidget *parent)
     top->addWidget(m_cover);
     top->addWidget(m_title, 1);
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(10, 10, 10, 10);
+    layout->setContentsMargins(margin, margin, margin, margin);
     layout->addLayout(top);
     layout->addWidget(m_infos, 1);
-    resize(popoverSize);
+    resize(popoverWidth, coverBox.height() + 2 * margin);
 
     m_closeTimer.setSingleShot(true);
     connect(&m_closeTimer, &QTimer::timeout, this, &QBDetailsPopover::hideDetailsView);
@@ -170,6 +177,21 @@ void QBDetailsPopover::updateDetailsView()
     }
     m_infos->moveCursor(QTextCursor::Start);
     updateCover();
+    fitToText();
+}
+
+void QBDetailsPopover::fitToText()
+{
+    // The text's height at the width it is given, so that a typical
+    // synopsis reads without scrolling.
+    QTextDocument *text = m_infos->document();
+    text->setTextWidth(popoverWidth - 2 * margin - 2 * m_infos->frameWidth());
+    const int top = qMax(coverBox.height(), m_title->heightForWidth(popoverWidth - 3 * margin - coverBox.width()));
+    const int wanted = margin + top + layout()->spacing() + int(std::ceil(text->size().height()))
+            + 2 * m_infos->frameWidth() + margin;
+    QScreen *screen = this->screen();
+    const int room = screen ? screen->availableGeometry().height() - 2 * gap : maxHeight;
+    resize(popoverWidth, qBound(coverBox.height() + 2 * margin, wanted, qMin(maxHeight, room)));
 }
 
 void QBDetailsPopover::updateCover()
@@ -190,14 +212,21 @@ void QBDetailsPopover::place(const QRect &globalRect)
     if (!screen)
         screen = QGuiApplication::primaryScreen();
     const QRect available = screen ? screen->availableGeometry() : QRect(0, 0, 4096, 4096);
-    // On the right of the rectangle, else on its left, else over it.
+    // The view's own area: the toolbar and its search field are above it.
+    const QRect view = m_view ? QRect(m_view->mapToGlobal(QPoint(0, 0)), m_view->size()) : globalRect;
     int x = globalRect.right() + 1 + gap;
-    if (x + width() > available.right() + 1) {
-        x = globalRect.left() - gap - width();
-        if (x < available.left())
-            x = available.right() + 1 - width();
-    }
     int y = globalRect.center().y() - height() / 2;
+    if (x + width() > available.right() + 1)
+        x = globalRect.left() - gap - width();
+    if (x < available.left()) {
+        // No room beside the game (a table's row spans the window): over
+        // the view, below the game or above it, never over the toolbar.
+        x = view.right() + 1 - width();
+        if (globalRect.bottom() + gap + height() <= available.bottom() + 1)
+            y = globalRect.bottom() + 1 + gap;
+        else
+            y = qMax(view.top(), globalRect.top() - gap - height());
+    }
     x = qBound(available.left(), x, qMax(available.left(), available.right() + 1 - width()));
     y = qBound(available.top(), y, qMax(available.top(), available.bottom() + 1 - height()));
     move(x, y);
@@ -214,9 +243,16 @@ void QBDetailsPopover::hideDetailsView()
 bool QBDetailsPopover::eventFilter(QObject *watched, QEvent *event)
 {
     const QEvent::Type type = event->type();
+    // Escape in the popover or in the window it belongs to closes it, and
+    // only then: a dialog or menu over that window, or another window,
+    // keeps its own Escape.
     if (type == QEvent::KeyPress && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
-        hideDetailsView();
-        return true;
+        auto *target = qobject_cast<QWidget *>(watched);
+        const bool ours = target && !QApplication::activePopupWidget() && !QApplication::activeModalWidget()
+                && (target->window() == this || (m_view && target->window() == m_view->window()));
+        if (ours)
+            hideDetailsView();
+        return ours;
     }
     if (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonDblClick)
         return false;

@@ -22,7 +22,7 @@ class QTextBrowser;
 // opened from: a click there closes it only when no second click follows to
 // make a double-click, so that double-clicking in the view reaches the
 // document's toggle while the details are still open (and closes them
-// rather than moving them). Escape closes it too.
+// rather than moving them). Escape in it or in its window closes it too.
 class QBDetailsPopover : public QFrame
 {
     Q_OBJECT
@@ -56,6 +56,7 @@ private:
     void show(const QRect &rect, QWidget *view, QObject *sender);
     void setDetailsViewGame(QBGameBundle *game, const QVariantMap &record);
     void updateCover();
+    void fitToText();
     void place(const QRect &globalRect);
     void popoverWillClose();
 

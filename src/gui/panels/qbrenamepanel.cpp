@@ -34,6 +34,9 @@ QBRenamePanel::QBRenamePanel(QWidget *parent)
     connect(m_okButton, &QPushButton::clicked, this, &QBRenamePanel::ok);
     connect(buttons->button(QDialogButtonBox::Cancel), &QPushButton::clicked, this, &QBRenamePanel::cancel);
     connect(m_tokenField, &QBTokenField::textChanged, this, &QBRenamePanel::updateExample);
+    // Patterns are not kept from one run to the next: each starts with the
+    // usual one, ready to confirm.
+    m_tokenField->setObjectValue(QBFilenamePattern::defaultPattern());
 
     m_example->setTextFormat(Qt::PlainText);
     m_example->setForegroundRole(QPalette::PlaceholderText);

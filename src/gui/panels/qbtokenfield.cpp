@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtokenfield.h"
 
+#include "gamedata/qbgamecenter.h"
+
 #include <QAbstractButton>
 #include <QAbstractTextDocumentLayout>
 #include <QApplication>
@@ -63,6 +65,14 @@ void QBTokenField::setRepresentedGames(const QList<QVariantMap> &games)
     m_representedGames = games;
 }
 
+
+void QBTokenField::setObjectValue(const QBFilenamePattern &pattern)
+{
+    clear();
+    QTextCursor cursor(document());
+    insertPattern(cursor, pattern);
+    setTextCursor(cursor);
+}
 
 void QBTokenField::addToken(const QString &key)
 {
@@ -270,7 +280,8 @@ QSize QBTokenField::minimumSizeHint() const
 QSizeF QBTokenField::intrinsicSize(QTextDocument *, int, const QTextFormat &format)
 {
     const QFontMetricsF metrics(font());
-    return QSizeF(metrics.horizontalAdvance(format.property(TokenKey).toString()) + 2 * chipPadding,
+    return QSizeF(metrics.horizontalAdvance(QBGameCenter::labelForKey(format.property(TokenKey).toString()))
+                          + 2 * chipPadding,
                   lineHeight());
 }
 
@@ -295,6 +306,6 @@ void QBTokenField::drawObject(QPainter *painter, const QRectF &rect, QTextDocume
     painter->setFont(font());
     painter->setPen(palette().color(QPalette::Text));
     painter->drawText(QPointF(rect.left() + chipPadding, rect.bottom() - metrics.descent()),
-                      format.property(TokenKey).toString());
+                      QBGameCenter::labelForKey(format.property(TokenKey).toString()));
     painter->restore();
 }

@@ -34,6 +34,8 @@ public:
     QBTokenFieldMenu *menuButton() const { return m_menuButton; }
 
     const QBFilenamePattern &objectValue() const { return m_objectValue; }
+    // Replaces the field's pattern.
+    void setObjectValue(const QBFilenamePattern &pattern);
 
     // Appends the token for key at the end and puts the cursor after it.
     void addToken(const QString &key);

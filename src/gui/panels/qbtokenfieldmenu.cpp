@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtokenfieldmenu.h"
 
+#include "gamedata/qbgamecenter.h"
 #include "panels/qbfilenamepattern.h"
 
 #include <QMenu>
@@ -15,7 +16,8 @@ QBTokenFieldMenu::QBTokenFieldMenu(QWidget *parent)
     setCursor(Qt::ArrowCursor);
     setToolTip(tr("Add a token"));
     for (const QString &key : QBFilenamePattern::tokenKeys()) {
-        QAction *item = m_tokenMenu->addAction(key);
+        // A name to read; the pattern keeps the key.
+        QAction *item = m_tokenMenu->addAction(QBGameCenter::labelForKey(key));
         item->setData(key);
         connect(item, &QAction::triggered, this, [this, key] { emit tokenChosen(key); });
     }
