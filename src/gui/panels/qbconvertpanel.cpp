@@ -61,6 +61,15 @@ void QBConvertPanel::showLayout()
         break;
     }
     m_layoutNote->setVisible(!m_layoutNote->text().isEmpty());
+    // The note wraps, which the dialog's own size does not account for:
+    // it keeps the height its text needs at the panel's width.
+    if (layout()) {
+        const QMargins margins = layout()->contentsMargins();
+        m_layoutNote->setMinimumHeight(
+                m_layoutNote->isVisibleTo(this) ? m_layoutNote->heightForWidth(width() - margins.left() - margins.right()) : 0);
+        layout()->activate();
+        resize(width(), layout()->totalSizeHint().height());
+    }
 }
 
 void QBConvertPanel::layoutChosen(int index)
