@@ -115,8 +115,16 @@ QVariant QBGameListModel::data(const QModelIndex &index, int role) const
     case RawValueRole:
         return value(index.row(), key);
     case CoverRole: {
-        const QImage cover = row.bundle ? row.bundle->cover() : row.record.value(coverKey).value<QImage>();
+        if (row.bundle)
+            return row.bundle->cover();
+        const QImage cover = row.record.value(coverKey).value<QImage>();
         return cover.isNull() ? QBGameBundle::missingCover() : cover;
+    }
+    case CoverKeyRole: {
+        if (row.bundle)
+            return row.bundle->record()->coverCacheKey();
+        const QImage cover = row.record.value(coverKey).value<QImage>();
+        return (cover.isNull() ? QBGameBundle::missingCover() : cover).cacheKey();
     }
     case TitleRole:
         return QBGameCenter::textForValue(value(index.row(), GameKey::title));

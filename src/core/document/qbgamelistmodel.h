@@ -41,7 +41,10 @@ public:
         // What the cover grid draws: the cover (the missing-cover picture
         // when there is none), the title, "FILETYPE, SIZE GB", and the
         // version that changes when a downloaded cover must be redrawn.
+        // The cover is null while it is read again after leaving memory;
+        // CoverKeyRole names it all the same (QBGameRecord::coverCacheKey).
         CoverRole,
+        CoverKeyRole,
         TitleRole,
         SubtitleRole,
         VersionRole,
