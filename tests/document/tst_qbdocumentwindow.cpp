@@ -4,6 +4,7 @@
 #include "document/qbdocumentwindow.h"
 #include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
+#include "document/qblibrarycache.h"
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
@@ -21,6 +22,7 @@
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
+#include <QProgressBar>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStackedWidget>
@@ -131,6 +133,7 @@ private slots:
     void selectionDisplayModesAndDetails();
     void filterSortColumnsAndReload();
     void coversAndDatabaseUpdates();
+    void reopenedFromTheLibraryCache();
 
 private:
     QBDocumentWindow *open(const QString &path, int type);
@@ -572,6 +575,75 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
              QBGameBundle::missingCover()
                      .scaled(QSize(128, 180), Qt::KeepAspectRatio, Qt::SmoothTransformation)
                      .pixelColor(64, 90));
+}
+
+// A folder whose cached listing is out of date: Alpha's record has
+// changed, a file that holds no game is cached as one, Charlie is new.
+void tst_QBDocumentWindow::reopenedFromTheLibraryCache()
+{
+    QTemporaryDir folder(m_dir.filePath(u"cachedXXXXXX"_qs));
+    const QString alpha = folder.filePath(u"Alpha.wbfs"_qs);
+    const QString ghost = folder.filePath(u"Ghost.iso"_qs);
+    QVERIFY(QFile::copy(m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs), alpha));
+    QVERIFY(QFile::copy(m_library.path(u"Charlie [RQCJ01].wia"_qs), folder.filePath(u"Charlie.wia"_qs)));
+    QFile notImage(ghost);
+    QVERIFY(notImage.open(QIODevice::WriteOnly) && notImage.write("no game here") > 0);
+    notImage.close();
+    auto record = [](const QString &id, const QString &title, const QString &filename) {
+        return QVariantMap{{u"id"_qs, id}, {titleKey, title}, {u"filename"_qs, filename}, {u"size"_qs, 0.1f}};
+    };
+    const QBLibraryCache::Source source{folder.path(), QBDocument::Folder, false};
+    QVERIFY(QBLibraryCache::write(QBLibraryCache::folder(), source,
+                                  {record(u"RQAE01"_qs, u"Old Alpha"_qs, alpha), record(u"RQGE01"_qs, u"Ghost"_qs, ghost)}));
+
+    // The browse waits, so that the cached games are seen alone.
+    QBDocumentWindow *window = QBDocumentWindow::create(folder.path(), QBDocument::Folder, 1, *m_menus);
+    QVERIFY(window);
+    m_windows << window;
+    QBDocument *document = window->document();
+    document->blockingQueue()->setSuspended(true);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_COMPARE(document->gameList()->rowCount(), 2);
+    QVERIFY(document->isBrowsing());
+    QVERIFY(window->browsingIndicator()->isVisible());
+    QCOMPARE(window->statusTextField()->text(), u"Loading ..."_qs);
+    document->gameListController()->sort(QBGameListModel::columnForKey(u"id"_qs), Qt::DescendingOrder);
+    QCOMPARE(arrangedValues(window, u"id"_qs), (QStringList{u"RQGE01"_qs, u"RQAE01"_qs}));
+    QTableView *table = window->tableView();
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, rowPoint(table, 1));
+    window->detailsAction()->trigger();
+    QVERIFY(document->selectedGame()->value(u"filetype"_qs).toString().isEmpty());
+    const QPointer<QBGameBundle> alphaGame = document->selectedGame()->bundle;
+
+    // The listing updates Alpha in its row, adds Charlie and removes the
+    // ghost: no reset, the selection and the details stay with Alpha.
+    QSignalSpy resets(document->gameList(), &QAbstractItemModel::modelReset);
+    document->blockingQueue()->setSuspended(false);
+    QVERIFY(waitListed(window));
+    QVERIFY(!window->browsingIndicator()->isVisible());
+    QCOMPARE(arrangedValues(window, u"id"_qs), (QStringList{u"RQCJ01"_qs, u"RQAE01"_qs}));
+    QCOMPARE(resets.size(), 0);
+    QVERIFY(alphaGame && document->gameList()->rowOf(alphaGame) >= 0);
+    QCOMPARE(document->selectedIndexes(), QList<int>{1});
+    QCOMPARE(document->selectedGame()->value(u"filetype"_qs).toString(), u"WBFS/WII"_qs);
+    QVERIFY(QBDetailsPopover::shared()->isVisible());
+    QCOMPARE(m_center->detailsViewOwner(), document);
+    QVERIFY(window->statusTextField()->text().startsWith(u"2 games, "_qs));
+    QVERIFY(m_alerts->alerts.isEmpty());
+    m_center->hideDetailsView();
+
+    // The listing replaced the cached one; a damaged file is replaced too.
+    QTRY_COMPARE(QBLibraryCache::read(QBLibraryCache::folder(), source).value_or(QList<QVariantMap>()).size(), 2);
+    QFile cached(QBLibraryCache::folder() + u'/' + QBLibraryCache::fileName(source));
+    QVERIFY(cached.open(QIODevice::WriteOnly | QIODevice::Truncate) && cached.write("{\"palometLibrary\":") > 0);
+    cached.close();
+    window->close();
+    window = open(folder.path(), QBDocument::Folder);
+    QVERIFY(waitListed(window));
+    QCOMPARE(window->document()->games().size(), 2);
+    QTRY_COMPARE(QBLibraryCache::read(QBLibraryCache::folder(), source).value_or(QList<QVariantMap>()).size(), 2);
+    delete window;
 }
 
 QTEST_MAIN(tst_QBDocumentWindow)

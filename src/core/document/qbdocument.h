@@ -4,6 +4,7 @@
 #include "qbdocumentviews.h"
 #include "qbgamelistmodel.h"
 
+#include <QMultiHash>
 #include <QObject>
 #include <QPointer>
 #include <QVariantMap>
@@ -49,6 +50,11 @@ struct QBItemValidation
 // Creation is split between this object and its window: create() does the
 // file-system query and makes the queue; the window then sets up its views
 // and calls registerObservers() and browse(), in that order.
+//
+// The first browse of a folder or a partition starts from the games that
+// the last complete listing of the same source found (QBLibraryCache),
+// listed at once; the browse then updates, adds and, at its end, removes
+// rows in place.
 class QBDocument : public QObject
 {
     Q_OBJECT
@@ -181,6 +187,19 @@ private:
 
     void setStatusText(const QString &text);
     void setBrowsing(bool browsing);
+    void queueBrowsingTask();
+
+    // The library cache and live sources (qbdocumentlibrary.cpp).
+    // Starts watching and reading the cached games; true when the browse
+    // waits for that reading.
+    bool openLibrary();
+    void listCachedGames(const QList<QVariantMap> &games);
+    // The browse's own reports: what it lists is kept for the cache.
+    void browseDidReport(const QVariantMap &userInfo);
+    // Updates the row of the same game waiting to be listed again; false
+    // when there is none.
+    bool reconcileGame(const QVariantMap &game);
+    void finishReconciling(bool removeUnlisted);
     int arrangedCount() const;
     void setRenomations(int completed, int total);
     // The rows of every game listed with that file, filtered out or not.
@@ -206,4 +225,11 @@ private:
     int m_completedRenomations = 0;
     int m_totalRenomations = 0;
     bool m_renomationFailed = false;
+
+    bool m_libraryOpened = false;
+    bool m_reconciling = false;
+    // Rows to be listed again, by filename and ID.
+    QMultiHash<QString, QPointer<QBGameBundle>> m_unconfirmed;
+    // What the browse under way has listed, for the cache.
+    QList<QVariantMap> m_listedGames;
 };
