@@ -134,6 +134,7 @@ private slots:
     void filterSortColumnsAndReload();
     void coversAndDatabaseUpdates();
     void reopenedFromTheLibraryCache();
+    void liveSources();
 
 private:
     QBDocumentWindow *open(const QString &path, int type);
@@ -275,7 +276,7 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QCOMPARE(notPartition->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
 
-    // A folder that disappears while it is open.
+    // A folder that disappears while it is open: its watcher lists it again.
     QTemporaryDir gone(m_dir.filePath(u"goneXXXXXX"_qs));
     QVERIFY(QFile::copy(m_library.path(u"Delta [RQDK01].ciso"_qs), gone.filePath(u"Delta.ciso"_qs)));
     QBDocumentWindow *folder = open(gone.path(), QBDocument::Folder);
@@ -283,9 +284,8 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QVERIFY(waitListed(folder));
     QCOMPARE(folder->document()->games().size(), 1);
     QVERIFY(gone.remove());
-    folder->reloadAction()->trigger();
+    QTRY_COMPARE(m_alerts->alerts.size(), 2);
     QVERIFY(waitListed(folder));
-    QCOMPARE(m_alerts->alerts.size(), 2);
     QCOMPARE(m_alerts->alerts.last().message, u"'%1' could not be opened correctly."_qs.arg(gone.path()));
     QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"If you have 'Deep search' checked"_qs));
     QCOMPARE(folder->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
@@ -643,6 +643,36 @@ void tst_QBDocumentWindow::reopenedFromTheLibraryCache()
     QVERIFY(waitListed(window));
     QCOMPARE(window->document()->games().size(), 2);
     QTRY_COMPARE(QBLibraryCache::read(QBLibraryCache::folder(), source).value_or(QList<QVariantMap>()).size(), 2);
+    delete window;
+}
+
+// Images that another program copies into or deletes from an open folder,
+// and a game it adds to an open WBFS file.
+void tst_QBDocumentWindow::liveSources()
+{
+    QTemporaryDir folder(m_dir.filePath(u"liveXXXXXX"_qs));
+    QVERIFY(QFile::copy(m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs), folder.filePath(u"Alpha.wbfs"_qs)));
+    QBDocumentWindow *window = open(folder.path(), QBDocument::Folder);
+    QVERIFY(window);
+    QVERIFY(waitListed(window));
+    QVERIFY(QFile::copy(m_library.path(u"Charlie [RQCJ01].wia"_qs), folder.filePath(u"Charlie.wia"_qs)));
+    QTRY_COMPARE_WITH_TIMEOUT(arrangedValues(window, u"id"_qs), (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}), 10000);
+    QVERIFY(QFile::remove(folder.filePath(u"Alpha.wbfs"_qs)));
+    QTRY_COMPARE_WITH_TIMEOUT(arrangedValues(window, u"id"_qs), QStringList{u"RQCJ01"_qs}, 10000);
+    QTRY_VERIFY(window->statusTextField()->text().startsWith(u"1 game, "_qs));
+
+    QTemporaryDir other(m_dir.filePath(u"partXXXXXX"_qs));
+    const QString part = QBTestImages::makeWbfsFile(other.filePath(u"part.wbfs"_qs),
+                                                    {m_library.path(u"Golf [GQGE01].iso"_qs)}, 1);
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+    QBDocumentWindow *partition = open(part, QBDocument::Partition);
+    QVERIFY(partition);
+    QVERIFY(waitListed(partition));
+    QVERIFY(QBTestImages::run(u"wwt"_qs, {u"add"_qs, u"--part"_qs, part, u"--quiet"_qs, u"--source"_qs,
+                                          m_library.path(u"Delta [RQDK01].ciso"_qs)}));
+    QTRY_COMPARE_WITH_TIMEOUT(arrangedValues(partition, u"id"_qs), (QStringList{u"GQGE01"_qs, u"RQDK01"_qs}), 10000);
+    QVERIFY(m_alerts->alerts.isEmpty());
+    delete partition;
     delete window;
 }
 

@@ -1,19 +1,28 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/qbkeys.h"
+#include "conversion/qbconversioncontroller.h"
 #include "base/qbsettings.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbdocument.h"
+#include "qbfilesystem.h"
 #include "qblibrarycache.h"
+#include "qbsourcewatcher.h"
+#include "tasks/qbbrowsingtask.h"
+#include "tasks/qboperationqueue.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFileInfo>
 #include <QFutureWatcher>
 #include <QThreadPool>
 #include <QtConcurrent>
 
+#include <algorithm>
+
 // A source's games from the cache at once, reconciled by the browse that
-// follows.
+// follows; and the files that other programs add, change or remove while
+// the source is open.
 
 namespace {
 
@@ -37,6 +46,12 @@ QString gameKey(const QVariantMap &game)
     return game.value(GameKey::filename).toString() + u'\n' + game.value(GameKey::id).toString();
 }
 
+std::pair<qint64, qint64> fileStamp(const QString &path)
+{
+    const QFileInfo info(path);
+    return {info.size(), info.lastModified().toMSecsSinceEpoch()};
+}
+
 QBLibraryCache::Source librarySource(const QString &filename, int type)
 {
     return {filename, type, type == QBDocument::Folder && QBSettings::browseRecursively()};
@@ -46,6 +61,7 @@ QBLibraryCache::Source librarySource(const QString &filename, int type)
 
 bool QBDocument::openLibrary()
 {
+    startWatching();
     const QString folder = QBLibraryCache::folder();
     const QBLibraryCache::Source source = librarySource(m_filename, m_documentType);
     if (folder.isEmpty() || !QFileInfo::exists(folder + u'/' + QBLibraryCache::fileName(source)))
@@ -90,6 +106,7 @@ void QBDocument::browseDidReport(const QVariantMap &userInfo)
     // What the tool did not list again is no longer there, failure or not:
     // the list shows what the tool found.
     finishReconciling(true);
+    m_ownFiles.clear();
     const QList<QVariantMap> games = std::exchange(m_listedGames, {});
     if (userInfo.value(UserInfoKey::terminationStatus).toInt() == 0) {
         const QString folder = QBLibraryCache::folder();
@@ -97,7 +114,27 @@ void QBDocument::browseDidReport(const QVariantMap &userInfo)
         if (!folder.isEmpty())
             libraryThread()->start([folder, source, games] { QBLibraryCache::write(folder, source, games); });
     }
+    // The alert of a failed browse runs its own event loop, in which the
+    // document may go.
+    const QPointer<QBDocument> guard(this);
     browsingDidFinish(userInfo);
+    if (guard && std::exchange(m_browseAgain, false))
+        browseInPlace();
+}
+
+void QBDocument::browseInPlace()
+{
+    if (m_isBrowsing) {
+        m_browseAgain = true;
+        return;
+    }
+    m_unconfirmed.clear();
+    for (int row = 0; row < m_gameList->rowCount(); ++row) {
+        if (QBGameBundle *bundle = m_gameList->bundle(row))
+            m_unconfirmed.insert(gameKey(bundle->infosDictionary()), bundle);
+    }
+    m_reconciling = true;
+    browse();
 }
 
 bool QBDocument::reconcileGame(const QVariantMap &game)
@@ -127,4 +164,152 @@ void QBDocument::finishReconciling(bool removeUnlisted)
     m_unconfirmed.clear();
     m_reconciling = false;
     m_gameList->removeGamesInPlace(rows);
+}
+
+// --- Live sources ---------------------------------------------------------
+
+void QBDocument::startWatching()
+{
+    auto *watcher = new QBSourceWatcher(m_filename, m_documentType == Folder && QBSettings::browseRecursively(), this);
+    if (!watcher->isWatching()) {
+        delete watcher;
+        return;
+    }
+    connect(watcher, &QBSourceWatcher::filesDidSettle, this, [this](const QStringList &files) {
+        m_settledFiles.unite(QSet<QString>(files.cbegin(), files.cend()));
+        takeSourceChanges();
+    });
+    connect(watcher, &QBSourceWatcher::filesDidVanish, this, [this](const QStringList &files) {
+        m_vanishedFiles.unite(QSet<QString>(files.cbegin(), files.cend()));
+        takeSourceChanges();
+    });
+    connect(watcher, &QBSourceWatcher::sourceDidVanish, this, &QBDocument::sourceDidVanish);
+    connect(m_blockingQueue, &QBOperationQueue::operationCountChanged, this, [this](int count) {
+        if (count != 0)
+            return;
+        // The WBFS file as this document's own work left it.
+        if (m_documentType == Partition && !isConvertingInto())
+            m_sourceStamp = fileStamp(m_filename);
+        takeSourceChanges();
+    });
+}
+
+bool QBDocument::isConvertingInto() const
+{
+    const QBConversionController *controller = QBConversionController::sharedController();
+    if (!controller)
+        return false;
+    const QSet<QString> destinations = controller->reservedDestinationPaths();
+    return std::any_of(destinations.cbegin(), destinations.cend(),
+                       [this](const QString &path) { return path.startsWith(m_filename + u'/'); });
+}
+
+void QBDocument::takeSourceChanges()
+{
+    // The document's own tasks (a listing, a removal, a renaming) and a
+    // conversion into its WBFS file change the source: what they do is
+    // theirs to show, so changes wait until they are done.
+    if (m_blockingQueue->operationCount() > 0 || (m_documentType == Partition && isConvertingInto()))
+        return;
+    const QSet<QString> vanished = std::exchange(m_vanishedFiles, {});
+    const QSet<QString> settled = std::exchange(m_settledFiles, {});
+    if (m_documentType == Partition) {
+        // A WBFS file is a partition: listed again whole, in place.
+        if (!settled.isEmpty() && fileStamp(m_filename) != m_sourceStamp)
+            browseInPlace();
+        return;
+    }
+    if (!vanished.isEmpty()) {
+        QSet<QString> gone;
+        for (const QString &file : vanished)
+            gone.insert(QDir::cleanPath(file));
+        QList<int> rows;
+        for (int row = 0; row < m_gameList->rowCount(); ++row) {
+            if (gone.contains(QDir::cleanPath(m_gameList->value(row, GameKey::filename).toString())))
+                rows << row;
+        }
+        if (!rows.isEmpty()) {
+            m_gameList->removeGamesInPlace(rows);
+            postSpace();
+        }
+    }
+    // Files that this document's conversions write are listed by them.
+    const QSet<QString> writing = QBConversionController::sharedController()
+            ? QBConversionController::sharedController()->reservedDestinationPaths()
+            : QSet<QString>();
+    QStringList files;
+    for (const QString &file : settled) {
+        if (!m_ownFiles.remove(file) && !writing.contains(file))
+            files << file;
+    }
+    files.sort();
+    // wit lists several sources in one run; groups keep the command line
+    // short when many files come at once.
+    constexpr qsizetype group = 64;
+    for (qsizetype first = 0; first < files.size(); first += group) {
+        const QStringList some = files.mid(first, group);
+        QStringList arguments{QStringLiteral("list")};
+        for (const QString &file : some)
+            arguments << QStringLiteral("--source") << file;
+        arguments << QStringLiteral("--scan-progress") << QStringLiteral("--sections");
+        auto *task = new QBBrowsingTask(arguments, 0, this);
+        auto listed = std::make_shared<QSet<const QBGameBundle *>>();
+        connect(task, &QBBrowsingTask::browsingDidFinish, this,
+                [this, some, listed](const QVariantMap &userInfo) { fileListingDidReport(userInfo, some, *listed); });
+        m_blockingQueue->addOperation(task);
+    }
+}
+
+void QBDocument::fileListingDidReport(const QVariantMap &userInfo, const QStringList &files,
+                                      QSet<const QBGameBundle *> &listed)
+{
+    if (!userInfo.contains(UserInfoKey::terminationStatus)) {
+        const QVariantMap game = userInfo.value(UserInfoKey::game).toMap();
+        const QString key = gameKey(game);
+        for (int row = 0; row < m_gameList->rowCount(); ++row) {
+            QBGameBundle *bundle = m_gameList->bundle(row);
+            if (bundle && !listed.contains(bundle) && gameKey(bundle->infosDictionary()) == key) {
+                listed.insert(bundle);
+                if (m_gameList->updateListedRecord(row, game) && ownsDetailsView())
+                    QBGameCenter::sharedGameCenter()->updateDetailsView();
+                return;
+            }
+        }
+        auto bundle = std::make_unique<QBGameBundle>(game);
+        QBGameCenter *center = QBGameCenter::sharedGameCenter();
+        if (center && center->getImageForGame(bundle->infosDictionary()))
+            center->setFinderImageForGame(bundle->infosDictionary());
+        listed.insert(bundle.get());
+        m_gameList->addGame(std::move(bundle), game);
+        return;
+    }
+    // Games of these files that the tool no longer finds (the file holds
+    // another game now, or none) leave. Errors are not told: a file that
+    // is not an image is no news.
+    const QSet<QString> names(files.cbegin(), files.cend());
+    QList<int> rows;
+    for (int row = 0; row < m_gameList->rowCount(); ++row) {
+        QBGameBundle *bundle = m_gameList->bundle(row);
+        if (bundle && !listed.contains(bundle) && names.contains(bundle->value(GameKey::filename).toString()))
+            rows << row;
+    }
+    m_gameList->removeGamesInPlace(rows);
+    postSpace();
+}
+
+void QBDocument::sourceDidVanish()
+{
+    // The tool finds it missing, says so as for any source it cannot
+    // open, and the games leave the list.
+    browseInPlace();
+}
+
+void QBDocument::postSpace()
+{
+    if (m_documentType != Folder)
+        return;
+    const QBFilesystemCenter::Space space = QBFilesystemCenter::spaceForPath(m_filename);
+    m_freeSpace = space.freeSpace;
+    m_totalSpace = space.totalSpace;
+    QBFilesystemCenter::shared()->postFilesystemDidChange(m_filesystem, m_freeSpace);
 }
