@@ -194,9 +194,9 @@ private:
     void queueBrowsingTask();
 
     // The library cache and live sources (qbdocumentlibrary.cpp).
-    // Starts watching and reading the cached games; true when the browse
-    // waits for that reading.
-    bool openLibrary();
+    // Starts watching and reading the cached games, beside the first
+    // listing: its reports wait for the cached games.
+    void openLibrary();
     void listCachedGames(const QList<QVariantMap> &games);
     // The browse's own reports: what it lists is kept for the cache.
     void browseDidReport(const QVariantMap &userInfo);
@@ -244,6 +244,8 @@ private:
 
     bool m_libraryOpened = false;
     bool m_reconciling = false;
+    bool m_readingLibrary = false;
+    QList<QVariantMap> m_heldReports;
     bool m_browseAgain = false;
     // Rows to be listed again, by filename and ID.
     QMultiHash<QString, QPointer<QBGameBundle>> m_unconfirmed;

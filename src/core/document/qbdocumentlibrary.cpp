@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/qbkeys.h"
-#include "conversion/qbconversioncontroller.h"
 #include "base/qbsettings.h"
+#include "conversion/qbconversioncontroller.h"
 #include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbdocument.h"
@@ -46,12 +46,6 @@ QString gameKey(const QVariantMap &game)
     return game.value(GameKey::filename).toString() + u'\n' + game.value(GameKey::id).toString();
 }
 
-std::pair<qint64, qint64> fileStamp(const QString &path)
-{
-    const QFileInfo info(path);
-    return {info.size(), info.lastModified().toMSecsSinceEpoch()};
-}
-
 QBLibraryCache::Source librarySource(const QString &filename, int type)
 {
     return {filename, type, type == QBDocument::Folder && QBSettings::browseRecursively()};
@@ -59,25 +53,34 @@ QBLibraryCache::Source librarySource(const QString &filename, int type)
 
 }
 
-bool QBDocument::openLibrary()
+void QBDocument::openLibrary()
 {
     startWatching();
     const QString folder = QBLibraryCache::folder();
     const QBLibraryCache::Source source = librarySource(m_filename, m_documentType);
     if (folder.isEmpty() || !QFileInfo::exists(folder + u'/' + QBLibraryCache::fileName(source)))
-        return false;
+        return;
+    m_readingLibrary = true;
     // A stat per game, on a disk that may be slow: off the event loop. The
     // watcher, and the news of the reading, go with the document.
     using Games = std::optional<QList<QVariantMap>>;
     auto *reading = new QFutureWatcher<Games>(this);
     connect(reading, &QFutureWatcherBase::finished, this, [this, reading] {
         reading->deleteLater();
+        if (!std::exchange(m_readingLibrary, false))
+            return;
         if (const Games games = reading->result())
             listCachedGames(*games);
-        queueBrowsingTask();
+        // What the listing reported meanwhile, in order. The alert of its
+        // end runs an event loop, in which the document may go.
+        const QPointer<QBDocument> guard(this);
+        for (const QVariantMap &report : std::exchange(m_heldReports, {})) {
+            if (!guard)
+                return;
+            browseDidReport(report);
+        }
     });
     reading->setFuture(QtConcurrent::run(libraryThread(), [folder, source] { return QBLibraryCache::read(folder, source); }));
-    return true;
 }
 
 void QBDocument::listCachedGames(const QList<QVariantMap> &games)
@@ -98,6 +101,10 @@ void QBDocument::listCachedGames(const QList<QVariantMap> &games)
 
 void QBDocument::browseDidReport(const QVariantMap &userInfo)
 {
+    if (m_readingLibrary) {
+        m_heldReports << userInfo;
+        return;
+    }
     if (!userInfo.contains(UserInfoKey::terminationStatus)) {
         m_listedGames << userInfo.value(UserInfoKey::game).toMap();
         browsingDidFinish(userInfo);
@@ -154,6 +161,9 @@ bool QBDocument::reconcileGame(const QVariantMap &game)
 
 void QBDocument::finishReconciling(bool removeUnlisted)
 {
+    // A reading of the cache under way is dropped, with what it held.
+    m_readingLibrary = false;
+    m_heldReports.clear();
     QList<int> rows;
     if (removeUnlisted) {
         for (const QPointer<QBGameBundle> &bundle : std::as_const(m_unconfirmed)) {
@@ -189,7 +199,7 @@ void QBDocument::startWatching()
             return;
         // The WBFS file as this document's own work left it.
         if (m_documentType == Partition && !isConvertingInto())
-            m_sourceStamp = fileStamp(m_filename);
+            m_sourceStamp = QBLibraryCache::fileStamp(m_filename);
         takeSourceChanges();
     });
 }
@@ -215,7 +225,7 @@ void QBDocument::takeSourceChanges()
     const QSet<QString> settled = std::exchange(m_settledFiles, {});
     if (m_documentType == Partition) {
         // A WBFS file is a partition: listed again whole, in place.
-        if (!settled.isEmpty() && fileStamp(m_filename) != m_sourceStamp)
+        if (!settled.isEmpty() && QBLibraryCache::fileStamp(m_filename) != m_sourceStamp)
             browseInPlace();
         return;
     }

@@ -49,11 +49,8 @@ void QBDocument::browse()
     setBrowsing(true);
     setStatusText(QStringLiteral("Loading ..."));
     // The first listing starts from the cached games (qbdocumentlibrary.cpp).
-    if (!m_libraryOpened) {
-        m_libraryOpened = true;
-        if (openLibrary())
-            return;
-    }
+    if (!std::exchange(m_libraryOpened, true))
+        openLibrary();
     queueBrowsingTask();
 }
 

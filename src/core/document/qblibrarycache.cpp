@@ -16,7 +16,9 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QStandardPaths>
+#include <qplatformdefs.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -61,15 +63,6 @@ const QStringList &gameKeys()
     return keys;
 }
 
-// A file's size and time, or -1 and -1 when nothing is there.
-std::pair<qint64, qint64> stamp(const QString &path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {-1, -1};
-    return {info.size(), info.lastModified().toMSecsSinceEpoch()};
-}
-
 std::optional<qint64> integer(const QJsonValue &value)
 {
     if (!value.isDouble())
@@ -81,17 +74,18 @@ std::optional<qint64> integer(const QJsonValue &value)
     return qint64(number);
 }
 
+// A part "." or "..".
 bool hasTraversal(const QString &path)
 {
-    const QStringList parts = path.split(u'/');
-    return parts.contains(QStringLiteral("..")) || parts.contains(QStringLiteral("."));
+    const QString slashed = u'/' + path + u'/';
+    return slashed.contains(QLatin1String("/../")) || slashed.contains(QLatin1String("/./"));
 }
 
 // Where the listing of source puts a game's file: the image itself, the
 // folder's entries (or anything below, recursively), or the partition plus
 // the game's ID.
 bool isGameFilename(const QString &filename, const QString &id, const QBLibraryCache::Source &source,
-                    bool isFile)
+                    const QString &folder, bool isFile)
 {
     if (source.type == 1)
         return filename == source.path + u'/' + id;
@@ -99,19 +93,21 @@ bool isGameFilename(const QString &filename, const QString &id, const QBLibraryC
         return filename == source.path;
     if (hasTraversal(filename))
         return false;
-    const QString folder = QDir::cleanPath(source.path);
     const QString clean = QDir::cleanPath(filename);
-    if (!clean.startsWith(folder + u'/') || clean.size() <= folder.size() + 1)
+    if (clean.size() <= folder.size() + 1 || !clean.startsWith(folder) || clean.at(folder.size()) != u'/')
         return false;
-    return source.recursive || QFileInfo(clean).path() == folder;
+    return source.recursive || clean.lastIndexOf(u'/') == folder.size();
 }
 
-std::optional<QVariantMap> decodeGame(const QJsonValue &value, const QBLibraryCache::Source &source, bool isFile)
+// folder: the source's path, clean.
+std::optional<QVariantMap> decodeGame(const QJsonValue &value, const QBLibraryCache::Source &source,
+                                      const QString &folder, bool isFile)
 {
     if (!value.isObject())
         return std::nullopt;
     const QJsonObject object = value.toObject();
-    if (sortedKeys(object.keys()) != gameKeys())
+    if (object.size() != gameKeys().size()
+        || !std::all_of(gameKeys().cbegin(), gameKeys().cend(), [&](const QString &key) { return object.contains(key); }))
         return std::nullopt;
     QVariantMap game;
     for (const auto &[key, longest] : gameTexts()) {
@@ -126,7 +122,7 @@ std::optional<QVariantMap> decodeGame(const QJsonValue &value, const QBLibraryCa
     const QJsonValue onWBFS = object.value(GameKey::isOnWBFS);
     if (!size.isDouble() || !std::isfinite(size.toDouble()) || size.toDouble() < 0 || size.toDouble() > 1.0e6
         || !onWBFS.isBool() || onWBFS.toBool() != (source.type == 1) || filename.isEmpty()
-        || !isGameFilename(filename, id, source, isFile) || !integer(object.value(fileSizeKey))
+        || !isGameFilename(filename, id, source, folder, isFile) || !integer(object.value(fileSizeKey))
         || !integer(object.value(fileModifiedKey)))
         return std::nullopt;
     game.insert(GameKey::size, float(size.toDouble()));
@@ -137,7 +133,7 @@ std::optional<QVariantMap> decodeGame(const QJsonValue &value, const QBLibraryCa
     // A game of a folder whose file has changed since is not shown: the
     // listing will tell what it is now.
     if (source.type == 0) {
-        const std::pair<qint64, qint64> now = stamp(filename);
+        const std::pair<qint64, qint64> now = QBLibraryCache::fileStamp(filename);
         if (now.first < 0 || now != std::pair(*integer(object.value(fileSizeKey)), *integer(object.value(fileModifiedKey))))
             return QVariantMap();
     }
@@ -147,6 +143,16 @@ std::optional<QVariantMap> decodeGame(const QJsonValue &value, const QBLibraryCa
 }
 
 namespace QBLibraryCache {
+
+std::pair<qint64, qint64> fileStamp(const QString &path)
+{
+    // Not QFileInfo::lastModified(), whose conversion to local time costs
+    // more than the stat itself.
+    QT_STATBUF status;
+    if (QT_STAT(QFile::encodeName(path).constData(), &status) != 0)
+        return {-1, -1};
+    return {qint64(status.st_size), qint64(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000};
+}
 
 QString folder()
 {
@@ -177,14 +183,14 @@ QByteArray encode(const Source &source, const QList<QVariantMap> &games)
             const QString filename = game.value(GameKey::filename).toString();
             auto known = stamps.constFind(filename);
             if (known == stamps.cend())
-                known = stamps.insert(filename, stamp(filename));
+                known = stamps.insert(filename, fileStamp(filename));
             file = *known;
         }
         object.insert(fileSizeKey, double(file.first));
         object.insert(fileModifiedKey, double(file.second));
         array.append(object);
     }
-    const std::pair<qint64, qint64> sourceStamp = stamp(source.path);
+    const std::pair<qint64, qint64> sourceStamp = fileStamp(source.path);
     const QJsonObject listing{{formatKey, version},
                               {sourceKey, source.path},
                               {typeKey, source.type},
@@ -216,17 +222,18 @@ std::optional<QList<QVariantMap>> decode(const QByteArray &data, const Source &s
     if (!info.exists() || (source.type == 0 && !info.isDir() && !info.isFile()))
         return std::nullopt;
     if (info.isFile()
-        && stamp(source.path)
+        && fileStamp(source.path)
                 != std::pair(*integer(listing.value(sourceSizeKey)), *integer(listing.value(sourceModifiedKey))))
         return std::nullopt;
 
     const QJsonArray array = listing.value(gamesKey).toArray();
     if (array.size() > maximumGames)
         return std::nullopt;
+    const QString folder = QDir::cleanPath(source.path);
     QList<QVariantMap> games;
     games.reserve(array.size());
     for (const QJsonValue &value : array) {
-        const std::optional<QVariantMap> game = decodeGame(value, source, info.isFile());
+        const std::optional<QVariantMap> game = decodeGame(value, source, folder, info.isFile());
         if (!game)
             return std::nullopt;
         if (!game->isEmpty())

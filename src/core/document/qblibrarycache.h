@@ -42,6 +42,10 @@ constexpr int maximumGames = 100000;
 // The folder keeps the files of the sources written last.
 constexpr int keptFiles = 64;
 
+// A file's size and modification time (milliseconds since the epoch),
+// following links; -1 and -1 when there is nothing.
+std::pair<qint64, qint64> fileStamp(const QString &path);
+
 // Where the files are (the cache location's "library"); empty when there
 // is no cache location.
 QString folder();

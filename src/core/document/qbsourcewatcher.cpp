@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbsourcewatcher.h"
 
+#include "qblibrarycache.h"
+
 #include <QDateTime>
 #include <QDirIterator>
 #include <QFileInfo>
@@ -62,10 +64,8 @@ QBSourceWatcher::~QBSourceWatcher()
 
 QBSourceWatcher::Stamp QBSourceWatcher::stampOf(const QString &path)
 {
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {};
-    return {info.size(), info.lastModified().toMSecsSinceEpoch()};
+    const std::pair<qint64, qint64> stamp = QBLibraryCache::fileStamp(path);
+    return {stamp.first, stamp.second};
 }
 
 void QBSourceWatcher::changed()
@@ -128,7 +128,7 @@ QBSourceWatcher::Snapshot QBSourceWatcher::scan(const QString &folder, bool recu
             if (recursive && !info.isSymLink())
                 snapshot.folders << info.filePath();
         } else if (info.isFile()) {
-            snapshot.files.insert(info.filePath(), {info.size(), info.lastModified().toMSecsSinceEpoch()});
+            snapshot.files.insert(info.filePath(), stampOf(info.filePath()));
         }
         if (snapshot.files.size() > maximumFiles || snapshot.folders.size() > maximumFolders) {
             snapshot.tooLarge = true;
