@@ -139,6 +139,25 @@ void tst_QBImageDownload::coverOnDisk()
     QTest::qWait(50);
     QCOMPARE(arrived.size(), 1);
     QVERIFY(m_server->requests().isEmpty());
+
+    // Within a budget of one cover, the one used least recently leaves
+    // memory and is read again from its file when next asked for.
+    for (const auto &[id, color] : {std::pair(u"RMCP01"_qs, qRgb(255, 0, 0)), std::pair(u"RSBE01"_qs, qRgb(0, 255, 0))}) {
+        QFile file(coverPath(id));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(png(color)) > 0);
+    }
+    center.setCoverMemoryBudget(center.coverImageBytes());
+    QSignalSpy evicted(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverEvicted);
+    QSignalSpy other(center.coverEntry(u"RSBE01"_qs), &QBCoverEntry::coverChanged);
+    QVERIFY(!center.getImageForGame(game(u"RSBE01"_qs)));
+    QVERIFY(other.wait());
+    QCOMPARE(evicted.size(), 1);
+    QCOMPARE(center.images().keys(), QList{u"RSBE01"_qs});
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(arrived.wait());
+    QCOMPARE(center.images().keys(), QList{u"RMCP01"_qs});
+    QCOMPARE(center.images().value(u"RMCP01"_qs).pixel(0, 0), qRgb(255, 0, 0));
+    QCOMPARE(center.coverImageBytes(), center.images().value(u"RMCP01"_qs).sizeInBytes());
 }
 
 // Which addresses are asked, what ends up on disk and in the cache.
