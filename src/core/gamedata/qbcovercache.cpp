@@ -49,7 +49,13 @@ bool QBCoverCache::getImageForGame(const QVariantMap &game)
 
 void QBCoverCache::readCover(const QVariantMap &game, bool downloaded)
 {
-    m_imagesReading.insert(game.value(GameKey::id).toString());
+    const QString id = game.value(GameKey::id).toString();
+    m_imagesReading.insert(id);
+    // An evicted cover is read again because it is on screen now: before
+    // the first readings of a long list, and the latest asked first, so that
+    // a grid scrolled fast fills the cells it stops on before those it
+    // passed.
+    const int priority = m_evicted.contains(id) ? ++m_rereadPriority : 0;
     m_coverReaders.start([this, game, downloaded] {
         // The path made from the ID, not one a record carries; nothing but
         // a regular file is read, so a FIFO put there cannot block.
@@ -58,7 +64,7 @@ void QBCoverCache::readCover(const QVariantMap &game, bool downloaded)
         const QImage image = data ? QImage::fromData(*data) : QImage();
         QMetaObject::invokeMethod(this, [this, game, image, downloaded] { coverRead(game, image, downloaded); },
                                   Qt::QueuedConnection);
-    });
+    }, priority);
 }
 
 void QBCoverCache::coverRead(const QVariantMap &game, const QImage &image, bool downloaded)

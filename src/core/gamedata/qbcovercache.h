@@ -79,6 +79,7 @@ private:
     QHash<QString, quint64> m_lastUse;
     std::map<quint64, QString> m_byLastUse;
     quint64 m_useClock = 0;
+    int m_rereadPriority = 0;
     qint64 m_imageBytes = 0;
     qint64 m_memoryBudget = defaultMemoryBudget;
     // Cover files are read and decoded here.
