@@ -13,6 +13,7 @@ packages=(
     dpkg-dev file
     dbus-daemon
     wit
+    dosfstools fusefat
     openssl
     clang libclang-rt-14-dev
 )

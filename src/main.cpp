@@ -6,6 +6,7 @@
 #include "app/qblistcommand.h"
 #include "app/qbmessageboxpresenter.h"
 #include "app/qbsignalwatcher.h"
+#include "app/qbsynccommand.h"
 #include "app/qbupdatedatabasecommand.h"
 #include "base/qbsettings.h"
 #include "conversion/qbconversioncontroller.h"
@@ -39,7 +40,7 @@ bool isHeadless(int argc, char **argv)
     for (int i = 1; i < argc; ++i) {
         const QByteArray argument(argv[i]);
         if (argument == "--list" || argument == "--export" || argument.startsWith("--export=")
-            || argument == "--update-database"
+            || argument == "--update-database" || argument == "--sync"
             || argument == "--help" || argument == "-h" || argument == "--version" || argument == "-v")
             return true;
     }
@@ -95,9 +96,22 @@ int runHeadless(int argc, char **argv)
                                             QStringLiteral("The source is the installed title database."));
     const QCommandLineOption updateOption(QStringLiteral("update-database"),
                                           QStringLiteral("Download and install the title database."));
+    const QCommandLineOption syncOption(QStringLiteral("sync"),
+                                        QStringLiteral("Convert the games of SOURCE that DEST lacks onto DEST."));
+    const QCommandLineOption layoutOption(QStringLiteral("layout"),
+                                          QStringLiteral("--sync: how games go into a folder: custom "
+                                                         "(default), usbloader or nintendont."),
+                                          QStringLiteral("layout"));
+    const QCommandLineOption patternOption(QStringLiteral("pattern"),
+                                           QStringLiteral("--sync: the name of each game, with {id}, {title}, "
+                                                          "{region}, ... (default: \"{title} [{id}]\")."),
+                                           QStringLiteral("pattern"));
+    const QCommandLineOption dryRunOption(QStringLiteral("dry-run"),
+                                          QStringLiteral("--sync: print the plan only."));
     parser.addOptions({listOption, exportOption, formatOption, partOption, databaseOption, updateOption,
-                       languagesOption()});
-    parser.addPositionalArgument(QStringLiteral("path"), QStringLiteral("The source to list or export."));
+                       syncOption, layoutOption, patternOption, dryRunOption, languagesOption()});
+    parser.addPositionalArgument(QStringLiteral("path"),
+                                 QStringLiteral("The source to list or export; for --sync, SOURCE and DEST."));
     if (!parser.parse(app.arguments()))
         return usageError(parser, parser.errorText());
     if (parser.isSet(QStringLiteral("help"))) {
@@ -107,6 +121,60 @@ int runHeadless(int argc, char **argv)
     if (parser.isSet(QStringLiteral("version"))) {
         std::printf("palomet %s\n", PALOMET_VERSION);
         return 0;
+    }
+    const bool syncing = parser.isSet(syncOption);
+    if (!syncing && (parser.isSet(layoutOption) || parser.isSet(patternOption) || parser.isSet(dryRunOption)))
+        return usageError(parser, QStringLiteral("--layout, --pattern and --dry-run go with --sync"));
+    if (syncing) {
+        if (parser.isSet(listOption) || parser.isSet(exportOption) || parser.isSet(formatOption)
+            || parser.isSet(partOption) || parser.isSet(databaseOption) || parser.isSet(updateOption))
+            return usageError(parser, QStringLiteral("--sync takes only --layout, --pattern and --dry-run"));
+        const QStringList paths = parser.positionalArguments();
+        if (paths.size() != 2)
+            return usageError(parser, QStringLiteral("--sync needs a SOURCE and a DEST"));
+        QBSyncCommand::Options options;
+        options.source = paths.at(0);
+        options.destination = paths.at(1);
+        options.dryRun = parser.isSet(dryRunOption);
+        const QBSyncCommand::Kind source = QBSyncCommand::kind(options.source);
+        const QBSyncCommand::Kind destination = QBSyncCommand::kind(options.destination);
+        if (source == QBSyncCommand::Kind::Missing)
+            return usageError(parser, options.source + QStringLiteral(" is not a folder, an image or a WBFS partition"));
+        if (destination != QBSyncCommand::Kind::Folder && destination != QBSyncCommand::Kind::Partition)
+            return usageError(parser, options.destination + QStringLiteral(" is not a folder or a WBFS partition"));
+        if (QFileInfo(options.source).canonicalFilePath() == QFileInfo(options.destination).canonicalFilePath())
+            return usageError(parser, QStringLiteral("SOURCE and DEST are the same"));
+        if (destination == QBSyncCommand::Kind::Partition
+            && (parser.isSet(layoutOption) || parser.isSet(patternOption)))
+            return usageError(parser, QStringLiteral("--layout and --pattern name games in a folder, and DEST is a "
+                                                     "WBFS partition"));
+        const auto layout = QBConversionLayout::fromKey(parser.value(layoutOption));
+        if (parser.isSet(layoutOption) && !layout)
+            return usageError(parser, QStringLiteral("--layout is custom, usbloader or nintendont"));
+        options.layout = layout.value_or(QBConversionLayout::Custom);
+        options.pattern = QBSyncCommand::defaultPattern();
+        if (parser.isSet(patternOption)) {
+            QString why;
+            const auto pattern = QBFilenamePattern::fromText(parser.value(patternOption), &why);
+            if (!pattern)
+                return usageError(parser, QStringLiteral("--pattern: ") + why);
+            options.pattern = *pattern;
+        }
+        applyLanguages(parser);
+        QBGameCenter gameCenter;
+        QFile out;
+        out.open(fileno(stdout), QIODevice::WriteOnly | QIODevice::Unbuffered);
+        QFile errors;
+        errors.open(fileno(stderr), QIODevice::WriteOnly | QIODevice::Unbuffered);
+        QBSyncCommand sync(options, &out, &errors);
+        // A signal cancels the running conversion as Cancel does; the tool
+        // removes what it was writing before the program ends.
+        QBSignalWatcher signalWatcher(QBSignalWatcher::WatchBrokenPipe);
+        QObject::connect(&signalWatcher, &QBSignalWatcher::signalReceived, &sync,
+                         [&sync](int signal) { sync.cancel(128 + signal); });
+        QObject::connect(&sync, &QBSyncCommand::finished, &app, &QCoreApplication::exit, Qt::QueuedConnection);
+        sync.start();
+        return app.exec();
     }
     if (parser.isSet(updateOption)) {
         const bool alone = parser.positionalArguments().isEmpty() && !parser.isSet(listOption)

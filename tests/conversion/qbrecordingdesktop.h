@@ -14,7 +14,6 @@ class QBRecordingDesktop : public QBDesktopIntegration
 public:
     QList<QPair<QString, QString>> notifications;
     QList<int> iconPercents;
-    int restores = 0;
     QList<bool> inhibitorChanges;
     QStringList sounds;
     QImage icon;
@@ -37,11 +36,7 @@ public:
         icon = image;
         iconPercents << percent;
     }
-    void restoreApplicationIcon() override
-    {
-        icon = QImage();
-        ++restores;
-    }
+    void restoreApplicationIcon() override { icon = QImage(); }
     void setSleepInhibited(bool inhibited) override { inhibitorChanges << inhibited; }
     void playSound(const QString &resource) override { sounds << resource; }
 };

@@ -25,13 +25,11 @@ class FakeNotifications : public QObject
 public:
     QStringList summaries;
     QStringList bodies;
-    QString lastApplication;
 
 public slots:
-    uint Notify(const QString &application, uint, const QString &, const QString &summary, const QString &body,
+    uint Notify(const QString &, uint, const QString &, const QString &summary, const QString &body,
                 const QStringList &, const QVariantMap &, int)
     {
-        lastApplication = application;
         summaries << summary;
         bodies << body;
         return uint(summaries.size());
@@ -146,10 +144,8 @@ void tst_QBFreedesktopIntegration::notificationReachesTheDaemon()
     const QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"client"_qs);
     QBFreedesktopIntegration desktop(bus, bus);
     desktop.deliverNotification(u"Conversion  completed."_qs, u"Alpha [RQAE01].wbfs"_qs);
-    desktop.deliverNotification(u"An error occurred."_qs, u"Beta.wbfs"_qs);
-    QTRY_COMPARE(m_notifications.summaries,
-                 (QStringList{u"Conversion  completed."_qs, u"An error occurred."_qs}));
-    QCOMPARE(m_notifications.bodies, (QStringList{u"Alpha [RQAE01].wbfs"_qs, u"Beta.wbfs"_qs}));
+    QTRY_COMPARE(m_notifications.summaries, QStringList{u"Conversion  completed."_qs});
+    QCOMPARE(m_notifications.bodies, QStringList{u"Alpha [RQAE01].wbfs"_qs});
 }
 
 void tst_QBFreedesktopIntegration::iconAndLauncherProgress()

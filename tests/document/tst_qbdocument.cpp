@@ -2,16 +2,22 @@
 #include "base/qbsettings.h"
 #include "base/qbsupportfolder.h"
 #include "document/qbdocument.h"
+#include "document/qbdocumentadding.h"
+#include "document/qbdocumentediting.h"
+#include "document/qbdragdata.h"
 #include "document/qbgamefiltermodel.h"
 #include "document/qblibrarycache.h"
 #include "gamedata/qbgamecenter.h"
 #include "qbscriptedalerts.h"
 
 #include <QAbstractItemModelTester>
+#include <QCborMap>
+#include <QCborValue>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDateTime>
 #include <QDir>
+#include <QMimeData>
 #include <QProcess>
 #include <QSettings>
 #include <QSignalSpy>
@@ -62,6 +68,26 @@ QVariantMap game(const QString &id, const QString &title, const QString &filenam
             {u"filetype"_qs, u"WBFS/WII"_qs}, {u"size"_qs, 4.37f}, {u"coverPath"_qs, QBSupportFolder::coverPath(id)}};
 }
 
+QVariantMap added(const QString &id, const QString &filename, bool onWBFS)
+{
+    return {{u"id"_qs, id}, {u"filename"_qs, filename}, {u"isOnWBFS"_qs, onWBFS}};
+}
+
+QStringList names(int count)
+{
+    QStringList list;
+    for (int i = 1; i <= count; ++i)
+        list << u"/v/game%1.wbfs"_qs.arg(i);
+    return list;
+}
+
+// Games as a drag carries them, with values of every kind a record holds.
+const QList<QVariantMap> dragged{
+        {{u"id"_qs, u"RQAE01"_qs}, {u"filename"_qs, u"/v/Alpha: Quest.wbfs"_qs}, {u"isOnWBFS"_qs, false},
+         {u"size"_qs, 4.37}, {u"languages"_qs, QStringList{u"EN"_qs, u"FR"_qs}},
+         {u"date"_qs, QDateTime(QDate(2009, 3, 1), QTime(0, 0), Qt::UTC)}, {u"cover"_qs, QImage(4, 4, QImage::Format_RGB32)}},
+        {{u"id"_qs, u"GQGE01"_qs}, {u"filename"_qs, u"/dev/sdb1/GQGE01"_qs}, {u"isOnWBFS"_qs, true}}};
+
 }
 
 class tst_QBDocument : public QObject
@@ -78,6 +104,15 @@ private slots:
     void revealShowsTheFile();
     void libraryCacheFiles_data();
     void libraryCacheFiles();
+    void conversionCommand_data();
+    void conversionCommand();
+    void skipAlert_data();
+    void skipAlert();
+    void renamedPath_data();
+    void renamedPath();
+    void carriesTheRecords();
+    void refusesOtherData_data();
+    void refusesOtherData();
 
 private:
     std::unique_ptr<QBDocument> listed(int type, int count);
@@ -143,18 +178,14 @@ void tst_QBDocument::validation_data()
     const QList<int> none;
     const QList<int> one{1};
     const QVariant noItem;
-    QTest::newRow("folder: remove, none selected") << 0 << false << none << -1 << "" << C::RemoveGame << noItem << false << -1;
-    QTest::newRow("folder: rename, none selected") << 0 << false << none << -1 << "" << C::RenameGame << noItem << false << -1;
     QTest::newRow("folder: reveal, none selected") << 0 << false << none << -1 << "" << C::OpenInFinder << noItem << false << -1;
     QTest::newRow("folder: rename, clicked row") << 0 << true << none << 2 << "" << C::RenameGame << noItem << true << -1;
-    QTest::newRow("partition: remove") << 1 << false << one << -1 << "" << C::RemoveGame << noItem << true << -1;
     QTest::newRow("partition: rename") << 1 << false << one << -1 << "" << C::RenameGame << noItem << false << -1;
     QTest::newRow("partition: reveal") << 1 << false << one << -1 << "" << C::OpenInFinder << noItem << false << -1;
     QTest::newRow("partition: recover, none selected") << 1 << false << none << -1 << "" << C::RecoverRemovedGames << noItem << true << -1;
     QTest::newRow("database: remove") << 2 << false << one << -1 << "" << C::RemoveGame << noItem << false << -1;
     QTest::newRow("database: rename") << 2 << false << one << -1 << "" << C::RenameGame << noItem << false << -1;
     QTest::newRow("database: recover") << 2 << false << one << -1 << "" << C::RecoverRemovedGames << noItem << false << -1;
-    QTest::newRow("details, selected") << 0 << false << one << -1 << "other" << C::ToggleDetailsView << noItem << true << -1;
     QTest::newRow("details, none selected, shown here") << 0 << false << none << -1 << "this" << C::ToggleDetailsView << noItem << true << -1;
     QTest::newRow("details, none selected, shown elsewhere") << 1 << false << none << -1 << "other" << C::ToggleDetailsView << noItem << false << -1;
     QTest::newRow("details, none selected, closed") << 2 << false << none << -1 << "" << C::ToggleDetailsView << noItem << false << -1;
@@ -215,7 +246,8 @@ void tst_QBDocument::selectionAndNames()
     views.rows = {0, 3};
     views.clicked = 3;
     QCOMPARE(document->selectedGame()->value(u"id"_qs).toString(), u"RQ3E01"_qs);
-    QCOMPARE(QBDocument::displayStringForGames(QList<QBListedGame>()), u"0 files"_qs);
+    // The grid's subtitle: file type and decimal gigabytes.
+    QCOMPARE(document->gameList()->index(0, 0).data(QBGameListModel::SubtitleRole).toString(), u"WBFS/WII, 4.37 GB"_qs);
 }
 
 // Database records whose values are not of the kinds the parser makes must
@@ -241,6 +273,7 @@ void tst_QBDocument::unexpectedValues()
     QCOMPARE(games->index(3, title).data().toString(), QString());
     QCOMPARE(games->index(2, QBGameListModel::columnForKey(u"players"_qs)).data().toString(), QString());
     QVERIFY(!games->index(3, QBGameListModel::columnForKey(u"region"_qs)).data().toString().isEmpty());
+    QCOMPARE(games->index(4, 0).data(QBGameListModel::SubtitleRole).toString(), u"(null), 0.00 GB"_qs);
 
     auto arrangedIds = [arranged] {
         QStringList ids;
@@ -337,6 +370,153 @@ void tst_QBDocument::libraryCacheFiles()
         QCOMPARE(read->first().value(u"title"_qs).toString(), u"Alpha"_qs);
         QCOMPARE(read->first().value(u"coverPath"_qs).toString(), QBSupportFolder::coverPath(u"RQAE01"_qs));
     }
+}
+
+void tst_QBDocument::conversionCommand_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QVariantMap>("game");
+    QTest::addColumn<QString>("destination");
+    QTest::addColumn<qint64>("splitSize");
+    QTest::addColumn<QString>("compression");
+    QTest::addColumn<int>("launchPath");
+    QTest::addColumn<QString>("arguments");
+    QTest::addColumn<QString>("display");
+
+    // A partition never gets split or compression options, whatever the
+    // settings, and updates rather than overwrites.
+    QTest::newRow("partition game into a partition")
+            << 1 << added(u"RABC01"_qs, u"/dev/sdc1/RABC01"_qs, true) << u"/dev/sdb1/RABC01"_qs << qint64(4096)
+            << u"lzma"_qs << 1 << u"add --source /dev/sdc1/RABC01 --part /dev/sdb1 --update --sections --progress"_qs
+            << u"Add '/dev/sdb1/RABC01' < '/dev/sdc1/RABC01'"_qs;
+    QTest::newRow("same file: --remove, then --split")
+            << 0 << added(u"RABC01"_qs, u"/v/a.wbfs"_qs, false) << u"/v/a.wbfs"_qs << qint64(4096) << u"lzma"_qs << 0
+            << u"copy --source /v/a.wbfs --dest /v/a.wbfs --overwrite --sections --progress --remove --split"_qs
+            << u"Convert '/v/a.wbfs' < '/v/a.wbfs'"_qs;
+    QTest::newRow("no split below 1 MiB, compression for .wia only")
+            << 0 << added(u"RABC01"_qs, u"/v/a.iso"_qs, false) << u"/w/a.wbfs"_qs << qint64(-5) << u"bzip2"_qs << 0
+            << u"copy --source /v/a.iso --dest /w/a.wbfs --overwrite --sections --progress"_qs
+            << u"Convert '/w/a.wbfs' < '/v/a.iso'"_qs;
+}
+
+void tst_QBDocument::conversionCommand()
+{
+    QFETCH(int, type);
+    QFETCH(QVariantMap, game);
+    QFETCH(QString, destination);
+    QFETCH(qint64, splitSize);
+    QFETCH(QString, compression);
+    QFETCH(QString, arguments);
+    const QBAdding::Command command =
+            QBAdding::conversionCommand(type, game, destination, u"/dev/sdb1"_qs, splitSize, compression);
+    QTEST(command.launchPath, "launchPath");
+    QCOMPARE(command.arguments, arguments.split(u' '));
+    QTEST(command.display, "display");
+}
+
+void tst_QBDocument::skipAlert_data()
+{
+    QTest::addColumn<int>("screening");
+    QTest::addColumn<QStringList>("filenames");
+    QTest::addColumn<QString>("message");
+    QTest::addColumn<QString>("informativeText");
+
+    QTest::newRow("one same ID") << int(QBAdding::Screening::SameID) << names(1)
+                                 << u"'/v/game1.wbfs' has an ID that already exists on the destination drive. "
+                                    "Do you want to skip it?"_qs
+                                 << u"/v/game1.wbfs"_qs;
+    QTest::newRow("12 same IDs: 9 names and ...")
+            << int(QBAdding::Screening::SameID) << names(12)
+            << u"12 files have an ID that already exists on the destination drive. Do you want to skip them?"_qs
+            << (names(9) << u"..."_qs).join(u'\n');
+    QTest::newRow("10 collisions: every name")
+            << int(QBAdding::Screening::Collision) << names(10)
+            << u"10 files already exist or are being transferred to the destination drive. "
+               "Do you want to skip them?"_qs
+            << names(10).join(u'\n');
+}
+
+void tst_QBDocument::skipAlert()
+{
+    QFETCH(int, screening);
+    QFETCH(QStringList, filenames);
+    const QBAlert alert = QBAdding::skipAlert(QBAdding::Screening(screening), filenames);
+    QTEST(alert.message, "message");
+    QTEST(alert.informativeText, "informativeText");
+    QCOMPARE((QStringList{alert.defaultButton, alert.alternateButton, alert.otherButton}),
+             (QStringList{u"Skip"_qs, u"Continue"_qs, u"Cancel"_qs}));
+}
+
+void tst_QBDocument::renamedPath_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("renamed");
+    // The extension stays whatever the conversion format setting says.
+    QTest::newRow("the last extension only") << u"/v/a.b.iso"_qs << u"/v/B.iso"_qs;
+    QTest::newRow("no extension, no dot") << u"/v/FST"_qs << u"/v/B"_qs;
+    QTest::newRow("a hidden file has no extension") << u"/v/.a"_qs << u"/v/B"_qs;
+    QTest::newRow("top folder") << u"/a.wdf"_qs << u"/B.wdf"_qs;
+}
+
+void tst_QBDocument::renamedPath()
+{
+    QFETCH(QString, path);
+    QTEST(QBEditing::renamedPath(path, u"B"_qs), "renamed");
+    QCOMPARE(QBEditing::moveArguments(path, u"/v/B.x"_qs),
+             (QStringList{u"move"_qs, u"--source"_qs, path, u"--dest"_qs, u"/v/B.x"_qs, u"--sections"_qs}));
+}
+
+void tst_QBDocument::carriesTheRecords()
+{
+    const std::unique_ptr<QMimeData> data(QBDragData::mimeData(dragged));
+    QCOMPARE(data->formats(), QStringList{QBDragData::mimeType});
+    const std::optional<QList<QVariantMap>> games = QBDragData::games(data.get());
+    QVERIFY(games);
+    QCOMPARE(games->size(), 2);
+    const QVariantMap &first = games->first();
+    QCOMPARE(first.value(u"size"_qs).toDouble(), 4.37);
+    QCOMPARE(first.value(u"languages"_qs).toStringList(), (QStringList{u"EN"_qs, u"FR"_qs}));
+    QCOMPARE(first.value(u"date"_qs).toDateTime(), QDateTime(QDate(2009, 3, 1), QTime(0, 0), Qt::UTC));
+    // The cover comes back from the cache, not from the drag.
+    QVERIFY(!first.contains(u"cover"_qs));
+}
+
+void tst_QBDocument::refusesOtherData_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    auto payload = [](const QString &format, qint64 version, const QCborValue &games) {
+        QCborMap root;
+        root.insert(u"format"_qs, format);
+        root.insert(u"version"_qs, version);
+        root.insert(u"games"_qs, games);
+        return QCborValue(root).toCbor();
+    };
+    const QCborArray one{QCborMap{{u"id"_qs, u"RQAE01"_qs}, {u"filename"_qs, u"/v/a.wbfs"_qs}}};
+    QTest::newRow("text") << QByteArray("file:///v/a.wbfs\r\n");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("another format") << payload(u"QBList"_qs, 1, one);
+    QTest::newRow("another version") << payload(u"QBDrag"_qs, 2, one);
+    QTest::newRow("no games") << payload(u"QBDrag"_qs, 1, QCborArray());
+    QTest::newRow("games not a list") << payload(u"QBDrag"_qs, 1, u"RQAE01"_qs);
+    QTest::newRow("a game without a file")
+            << payload(u"QBDrag"_qs, 1, QCborArray{QCborMap{{u"id"_qs, u"RQAE01"_qs}}});
+    QTest::newRow("a game without an ID")
+            << payload(u"QBDrag"_qs, 1, QCborArray{QCborMap{{u"id"_qs, 5}, {u"filename"_qs, u"/v/a"_qs}}});
+    QTest::newRow("trailing bytes") << QBDragData::encode(dragged) + QByteArray("\xff\x00", 2);
+    // Any other damage is the fuzz target's (tests/fuzz/fuzz_dragdata.cpp).
+    const QByteArray whole = QBDragData::encode(dragged);
+    for (qsizetype size = 1; size < whole.size(); ++size)
+        QTest::addRow("cut at %lld", qlonglong(size)) << whole.left(size);
+    // Found by fuzzing: the value checked was the first, the value kept the last.
+    QTest::newRow("an ID twice, the one kept not text")
+            << QBDragData::encode({{{u"id"_qs, u"RQAE01"_qs}, {u"filename"_qs, u"/v/a"_qs}, {u"iz"_qs, false}}})
+                       .replace(QByteArray("\x62iz"), QByteArray("\x62id"));
+}
+
+void tst_QBDocument::refusesOtherData()
+{
+    QFETCH(QByteArray, data);
+    QVERIFY(!QBDragData::decode(data));
 }
 
 QTEST_GUILESS_MAIN(tst_QBDocument)

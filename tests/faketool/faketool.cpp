@@ -4,7 +4,6 @@
 // follows the script named by FAKETOOL_SCRIPT, one command per line:
 //
 //   out TEXT        write TEXT in one write(); \n \r \t \\ and \xHH escapes
-//   file PATH       write the file's bytes in one write()
 //   repeat N TEXT   write TEXT N times, in writes of about 64 KiB
 //   pause MS        sleep
 //   hang            sleep until killed
@@ -21,7 +20,6 @@
 #include <fstream>
 #include <iostream>
 #include <signal.h>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -94,11 +92,6 @@ int main(int argc, char **argv)
         const std::string argument = space == std::string::npos ? std::string() : line.substr(space + 1);
         if (command == "out") {
             writeAll(unescape(argument));
-        } else if (command == "file") {
-            std::ifstream in(argument, std::ios::binary);
-            std::stringstream data;
-            data << in.rdbuf();
-            writeAll(data.str());
         } else if (command == "repeat") {
             const std::size_t split = argument.find(' ');
             long count = std::stol(argument.substr(0, split));

@@ -1,10 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// The game center's downloads of the database, the tools and the covers,
+// from a loopback HTTPS server that can misbehave.
 #include "base/qbsettings.h"
 #include "base/qbsupportfolder.h"
+#include "gamedata/qbgamebundle.h"
 #include "gamedata/qbgamecenter.h"
+#include "gamedata/qbimagedownload.h"
+#include "gamedata/qblanguages.h"
 #include "qbscriptedalerts.h"
+#include "qbtestfiles.h"
 #include "qbtesthttpserver.h"
 #include "qbtestzip.h"
+#include "tasks/qboperationqueue.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -23,24 +30,35 @@ const QByteArray database = R"(<datafile><WiiTDB version="1"/>
 <game name="x"><id>RMCP01</id><region>PAL</region><locale lang="EN"><title>Kart</title></locale></game>
 </datafile>)";
 
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool writeFile(const QString &path, const QByteArray &data)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(data) == data.size();
-}
-
 QStringList titles(const QBGameCenter &center)
 {
     QStringList list;
     for (Download item : {Download::Database, Download::WIT, Download::WWT})
         list << center.validateUserInterfaceItem(item).title;
     return list;
+}
+
+QByteArray png(QRgb color)
+{
+    return QBTestFiles::png(QBTestFiles::picture(color));
+}
+
+QString coverPath(const QString &id)
+{
+    return QBSupportFolder::coverPath(id);
+}
+
+QVariantMap game(const QString &id, const QString &region = u"PAL"_qs, bool withFilename = true)
+{
+    QVariantMap game{{u"id"_qs, id}, {u"region"_qs, region}, {u"coverPath"_qs, coverPath(id)}};
+    if (withFilename)
+        game.insert(u"filename"_qs, QString(u"/games/"_qs + id + u".wbfs"_qs));
+    return game;
+}
+
+QString coverRequest(const QString &language, const QString &id)
+{
+    return u"/wii/cover3D/"_qs + language + u'/' + id + u".png"_qs;
 }
 
 }
@@ -54,16 +72,20 @@ private slots:
     void init();
     void cleanup();
     void startUp();
-    void capitalizedKey_data();
-    void capitalizedKey();
     void noSupportFolder();
-    void databaseDownload();
     void toolDownload();
     void failedDownloads_data();
     void failedDownloads();
     void hostileArchives_data();
     void hostileArchives();
     void downloadsThatCannotStart();
+    void coverLanguage_data();
+    void coverLanguage();
+    void coverOnDisk();
+    void missingCoverIsFetched_data();
+    void missingCoverIsFetched();
+    void nothingIsFetched_data();
+    void nothingIsFetched();
 
 private:
     QString support(const QString &name = QString()) const
@@ -72,36 +94,38 @@ private:
     }
     // Nothing has been written through the links planted at the names of
     // the shared temporary folder.
-    bool victimIsUntouched() const { return readFile(m_dir.filePath(u"victim"_qs)) == "mine"; }
+    bool victimIsUntouched() const { return QBTestFiles::read(m_dir.filePath(u"victim"_qs)) == "mine"; }
     QStringList supportEntries(const QString &folder = QString()) const
     {
         return QDir(support(folder)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     }
 
     QTemporaryDir m_dir;
-    QBTestHttpServer m_server{QBTestHttpServer::Scheme::Https};
+    std::unique_ptr<QBTestHttpServer> m_server;
 };
 
 void tst_QBGameCenter::initTestCase()
 {
     QStandardPaths::setTestModeEnabled(true);
     QVERIFY(m_dir.isValid());
-    QVERIFY(!m_server.url().isEmpty());
     // Another user's links at the names a download once took in the shared
     // temporary folder.
     QDir().mkpath(m_dir.filePath(u"tmp"_qs));
     qputenv("TMPDIR", m_dir.filePath(u"tmp"_qs).toLocal8Bit());
-    QVERIFY(writeFile(m_dir.filePath(u"victim"_qs), "mine"));
+    QVERIFY(QBTestFiles::write(m_dir.filePath(u"victim"_qs), "mine"));
     for (const QString &name : {u"wiitdb"_qs, u"wit"_qs, u"wwt"_qs})
         QVERIFY(QFile::link(m_dir.filePath(u"victim"_qs), m_dir.filePath(u"tmp/"_qs + name)));
 }
 
+// A fresh server, and a fresh support folder with no covers, for each case.
 void tst_QBGameCenter::init()
 {
     QSettings().clear();
-    QBSettings::setValue(SettingsKey::languages, QStringList{u"en"_qs});
-    QBSettings::setValue(SettingsKey::databaseServer, m_server.url());
-    QBSettings::setValue(SettingsKey::toolServer, m_server.url());
+    m_server = std::make_unique<QBTestHttpServer>(QBTestHttpServer::Scheme::Https);
+    QVERIFY(!m_server->url().isEmpty());
+    QBSettings::setValue(SettingsKey::languages, QStringList{u"fr"_qs, u"en"_qs});
+    for (const QString &key : {SettingsKey::databaseServer, SettingsKey::toolServer, SettingsKey::coverServer})
+        QBSettings::setValue(key, m_server->url());
     QDir(support()).removeRecursively();
     QBSupportFolder::setLocation(support());
 }
@@ -109,6 +133,7 @@ void tst_QBGameCenter::init()
 void tst_QBGameCenter::cleanup()
 {
     QBSupportFolder::setLocation(QString());
+    QBLanguages::setOverride({});
 }
 
 void tst_QBGameCenter::startUp()
@@ -126,13 +151,9 @@ void tst_QBGameCenter::startUp()
     QCOMPARE(supportEntries(), (QStringList{u".partial-new"_qs, u"covers"_qs}));
     QVERIFY(supportEntries(u"covers"_qs).isEmpty());
     QFile::remove(support(u".partial-new"_qs));
-    QCOMPARE(QBGameCenter::sharedGameCenter(), &center);
-    QCOMPARE(center.supportFolder(), support());
-    QVERIFY(QFileInfo(support(u"covers"_qs)).isDir());
-    QCOMPARE(center.pathForResource(u"wiitdb.xml"_qs), support(u"wiitdb.xml"_qs));
     // The system's tools until the support folder holds its own.
     QCOMPARE(center.pathForResource(u"wit"_qs), QStandardPaths::findExecutable(u"wit"_qs));
-    QVERIFY(writeFile(support(u"wit"_qs), "#!/bin/sh\n"));
+    QVERIFY(QBTestFiles::write(support(u"wit"_qs), "#!/bin/sh\n"));
     QFile::setPermissions(support(u"wit"_qs), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     QCOMPARE(center.pathForResource(u"wit"_qs), support(u"wit"_qs));
 
@@ -146,25 +167,9 @@ void tst_QBGameCenter::startUp()
     QVERIFY(center.validateUserInterfaceItem(Download::WWT).enabled);
 }
 
-void tst_QBGameCenter::capitalizedKey_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("id") << u"id"_qs << u"Id"_qs;
-    QTest::newRow("hyphens are not word breaks") << u"wi-fi-players"_qs << u"Wi-fi-players"_qs;
-    QTest::newRow("blanks, tabs and line ends are") << u"oNE two\tthree\nfour"_qs << u"One Two\tThree\nFour"_qs;
-}
-
-void tst_QBGameCenter::capitalizedKey()
-{
-    QFETCH(QString, key);
-    QFETCH(QString, title);
-    QCOMPARE(QBGameCenter::capitalizedKey(key), title);
-}
-
 void tst_QBGameCenter::noSupportFolder()
 {
-    QVERIFY(writeFile(m_dir.filePath(u"plain file"_qs), "x"));
+    QVERIFY(QBTestFiles::write(m_dir.filePath(u"plain file"_qs), "x"));
     QBSupportFolder::setLocation(m_dir.filePath(u"plain file/support"_qs));
     QBGameCenter center;
     QVERIFY(center.supportFolder().isEmpty());
@@ -175,64 +180,18 @@ void tst_QBGameCenter::noSupportFolder()
     QVERIFY(!center.hasDatabase());
 }
 
-void tst_QBGameCenter::databaseDownload()
-{
-    QBScriptedAlerts alerts;
-    m_server.setRoute(u"/wiitdb.zip"_qs, QBTestZip::make({{u"wiitdb.xml"_qs, database}}), Mode::Slow);
-    QBGameCenter center;
-    QTRY_VERIFY(!center.isParsing());
-
-    QSignalSpy loaded(&center, &QBGameCenter::databaseDidLoad);
-    QSignalSpy window(&center, &QBGameCenter::downloadWindowVisibleChanged);
-    QList<double> percents;
-    QList<bool> determinate;
-    connect(&center, &QBGameCenter::downloadPercentChanged, this, [&](double percent) {
-        percents << percent;
-        determinate << center.isDownloadDeterminate();
-    });
-    center.downloadDatabase();
-    QCOMPARE(center.downloadString(), u"wiitdb"_qs);
-    QCOMPARE(center.downloadText(), u"Downloading the database ..."_qs);
-    QVERIFY(center.isDownloadWindowVisible());
-    QCOMPARE(titles(center), (QStringList{u"Downloading database ..."_qs, u"Download WIT"_qs, u"Download WWT"_qs}));
-    QVERIFY(!center.validateUserInterfaceItem(Download::WIT).enabled);
-
-    QVERIFY(loaded.wait());
-    QVERIFY(center.downloadString().isEmpty());
-    QCOMPARE(window.size(), 2);
-    QVERIFY(!center.isDownloadWindowVisible());
-    // The slow answer came in pieces, each shown on a determinate bar.
-    QVERIFY2(percents.size() > 3, qPrintable(QString::number(percents.size())));
-    QVERIFY(!determinate.contains(false));
-    QVERIFY(std::is_sorted(percents.cbegin(), percents.cend()));
-    QCOMPARE(percents.last(), 100.0);
-    QVERIFY(alerts.alerts.isEmpty());
-    QVERIFY(center.hasDatabase());
-    QCOMPARE(center.databaseRecord(u"RMCP01"_qs).value(u"title"_qs).toString(), u"Kart"_qs);
-    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
-    // The archive was the program's own, and went.
-    QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
-    QVERIFY(victimIsUntouched());
-    QCOMPARE(center.validateUserInterfaceItem(Download::Database).title, u"Update database"_qs);
-
-    // The second time it is an update.
-    center.downloadDatabase();
-    QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
-    QVERIFY(loaded.wait());
-}
-
 void tst_QBGameCenter::toolDownload()
 {
     QBScriptedAlerts alerts;
-    m_server.setRoute(u"/palomet/wit.zip"_qs, QBTestZip::make({{u"wit"_qs, "#!/bin/sh\necho wit\n"}}), Mode::Held);
-    m_server.setRoute(u"/palomet/wwt.zip"_qs, QBTestZip::make({{u"wwt"_qs, "#!/bin/sh\necho wwt\n"}}));
+    m_server->setRoute(u"/palomet/wit.zip"_qs, QBTestZip::make({{u"wit"_qs, "#!/bin/sh\necho wit\n"}}), Mode::Held);
+    m_server->setRoute(u"/palomet/wwt.zip"_qs, QBTestZip::make({{u"wwt"_qs, "#!/bin/sh\necho wwt\n"}}));
     QBGameCenter center;
     QTRY_VERIFY(!center.isParsing());
     QSignalSpy parsing(&center, &QBGameCenter::parsingChanged);
 
     center.downloadWIT();
     QCOMPARE(center.downloadText(), u"Downloading WIT ..."_qs);
-    QTRY_COMPARE(m_server.requests().count(u"/palomet/wit.zip"_qs), 1);
+    QTRY_COMPARE(m_server->requests().count(u"/palomet/wit.zip"_qs), 1);
     QCOMPARE(titles(center), (QStringList{u"Download database"_qs, u"Downloading WIT ..."_qs, u"Download WWT"_qs}));
     for (Download item : {Download::Database, Download::WIT, Download::WWT})
         QVERIFY(!center.validateUserInterfaceItem(item).enabled);
@@ -240,7 +199,7 @@ void tst_QBGameCenter::toolDownload()
     center.downloadWWT();
     QCOMPARE(center.downloadString(), u"wit"_qs);
 
-    m_server.release();
+    m_server->release();
     QTRY_VERIFY(center.downloadString().isEmpty());
     center.downloadWWT();
     QCOMPARE(center.downloadText(), u"Downloading WWT ..."_qs);
@@ -281,8 +240,8 @@ void tst_QBGameCenter::failedDownloads()
 
     QBScriptedAlerts alerts;
     QDir().mkpath(support());
-    QVERIFY(writeFile(support(u"wiitdb.xml"_qs), database));
-    m_server.setRoute(u"/wiitdb.zip"_qs, body, mode);
+    QVERIFY(QBTestFiles::write(support(u"wiitdb.xml"_qs), database));
+    m_server->setRoute(u"/wiitdb.zip"_qs, body, mode);
     QBGameCenter center;
     QTRY_VERIFY(!center.isParsing());
     QSignalSpy parsing(&center, &QBGameCenter::parsingChanged);
@@ -303,7 +262,7 @@ void tst_QBGameCenter::failedDownloads()
         // The window closes before the alert, the menu frees up after it.
         QCOMPARE(menuDuringAlert.first(), u"Downloading database ..."_qs);
     }
-    QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+    QCOMPARE(QBTestFiles::read(support(u"wiitdb.xml"_qs)), database);
     QCOMPARE(supportEntries(), (QStringList{u"covers"_qs, u"wiitdb.xml"_qs}));
     QVERIFY(victimIsUntouched());
     QCOMPARE(parsing.size(), 0);
@@ -347,7 +306,7 @@ void tst_QBGameCenter::hostileArchives()
     QFETCH(QStringList, installed);
 
     QBScriptedAlerts alerts;
-    m_server.setRoute(tool ? u"/palomet/wit.zip"_qs : u"/wiitdb.zip"_qs, archive);
+    m_server->setRoute(tool ? u"/palomet/wit.zip"_qs : u"/wiitdb.zip"_qs, archive);
     QBGameCenter center;
     QSignalSpy ended(&center, &QBGameCenter::downloadDidEnd);
     tool ? center.downloadWIT() : center.downloadDatabase();
@@ -357,7 +316,7 @@ void tst_QBGameCenter::hostileArchives()
     QCOMPARE(supportEntries(), installed);
     QVERIFY(supportEntries(u"covers"_qs).isEmpty());
     if (installed.size() > 1) {
-        QCOMPARE(readFile(support(u"wiitdb.xml"_qs)), database);
+        QCOMPARE(QBTestFiles::read(support(u"wiitdb.xml"_qs)), database);
         QVERIFY(!QFileInfo(support(u"wiitdb.xml"_qs)).isExecutable());
     }
     QVERIFY(!QFile::exists(m_dir.filePath(u"escaped"_qs)));
@@ -381,6 +340,161 @@ void tst_QBGameCenter::downloadsThatCannotStart()
     QVERIFY(center.downloadString().isEmpty());
     QCOMPARE(alerts.alerts.size(), 2);
     QVERIFY(alerts.alerts.last().message.contains(u"\"wit\""_qs));
+}
+
+void tst_QBGameCenter::coverLanguage_data()
+{
+    QTest::addColumn<QStringList>("languages");
+    QTest::addColumn<QString>("region");
+    QTest::addColumn<QString>("language");
+    QTest::newRow("regional code as it stands") << QStringList{u"en-GB"_qs} << u"PAL"_qs << u"EN-GB"_qs;
+    QTest::newRow("Chinese not crossed here") << QStringList{u"zh-Hans"_qs} << u"NTSC-J"_qs << u"ZH-HANS"_qs;
+}
+
+void tst_QBGameCenter::coverLanguage()
+{
+    QFETCH(QStringList, languages);
+    QFETCH(QString, region);
+    QFETCH(QString, language);
+    QBLanguages::setOverride(languages);
+    QCOMPARE(QBImageDownload::coverLanguage(game(u"RMCP01"_qs, region)), language);
+}
+
+void tst_QBGameCenter::coverOnDisk()
+{
+    QBGameCenter center;
+    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
+    QSignalSpy arrived(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverChanged);
+    // Read off the event loop: not cached on return, shown when ready.
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(arrived.wait());
+    QCOMPARE(arrived.size(), 1);
+    QCOMPARE(center.images().value(u"RMCP01"_qs).pixel(0, 0), qRgb(255, 0, 0));
+
+    // From the cache from now on, even when the file goes, also for a game
+    // listed later.
+    QVERIFY(QFile::remove(coverPath(u"RMCP01"_qs)));
+    QVERIFY(center.getImageForGame(game(u"RMCP01"_qs)));
+    QCOMPARE(QBGameBundle(game(u"RMCP01"_qs)).cover().pixel(0, 0), qRgb(255, 0, 0));
+    QTest::qWait(50);
+    QCOMPARE(arrived.size(), 1);
+    QVERIFY(m_server->requests().isEmpty());
+
+    // Within a budget of one cover, the one used least recently leaves
+    // memory and is read again from its file when next asked for.
+    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
+    QVERIFY(QBTestFiles::write(coverPath(u"RSBE01"_qs), png(qRgb(0, 255, 0))));
+    center.setCoverMemoryBudget(center.coverImageBytes());
+    QSignalSpy evicted(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverEvicted);
+    QSignalSpy other(center.coverEntry(u"RSBE01"_qs), &QBCoverEntry::coverChanged);
+    QVERIFY(!center.getImageForGame(game(u"RSBE01"_qs)));
+    QVERIFY(other.wait());
+    QCOMPARE(evicted.size(), 1);
+    QCOMPARE(center.images().keys(), QList{u"RSBE01"_qs});
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(arrived.wait());
+    QCOMPARE(center.images().keys(), QList{u"RMCP01"_qs});
+    QCOMPARE(center.images().value(u"RMCP01"_qs).pixel(0, 0), qRgb(255, 0, 0));
+    QCOMPARE(center.coverImageBytes(), center.images().value(u"RMCP01"_qs).sizeInBytes());
+}
+
+// Which addresses are asked, what ends up on disk and in the cache.
+void tst_QBGameCenter::missingCoverIsFetched_data()
+{
+    QTest::addColumn<QString>("region");
+    QTest::addColumn<QString>("servedPath");
+    QTest::addColumn<QByteArray>("served");
+    QTest::addColumn<QStringList>("requests");
+    QTest::addColumn<bool>("cached");
+    QTest::addColumn<Mode>("mode");
+    QTest::addColumn<bool>("linked");
+
+    const QByteArray cover = png(qRgb(0, 0, 255));
+    const QStringList both{coverRequest(u"FR"_qs, u"RMCP01"_qs), coverRequest(u"EN"_qs, u"RMCP01"_qs)};
+    QTest::newRow("in the first language") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
+                                           << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true
+                                           << Mode::Normal << false;
+    QTest::newRow("US for NTSC-U") << u"NTSC-U"_qs << coverRequest(u"US"_qs, u"RMCP01"_qs) << cover
+                                   << QStringList{coverRequest(u"US"_qs, u"RMCP01"_qs)} << true << Mode::Normal
+                                   << false;
+    QTest::newRow("English when the language has none")
+            << u"PAL"_qs << coverRequest(u"EN"_qs, u"RMCP01"_qs) << cover << both << true << Mode::Normal << false;
+    QTest::newRow("none at all") << u"PAL"_qs << QString() << QByteArray() << both << false << Mode::Normal
+                                 << false;
+    QTest::newRow("not a picture") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << QByteArray("GIF? no")
+                                   << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << false << Mode::Normal
+                                   << false;
+    QTest::newRow("without end: dropped at 8 MiB") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs)
+                                                   << QByteArray() << both << false << Mode::Endless << false;
+    QTest::newRow("a link in its place: replaced, not followed")
+            << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
+            << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true << Mode::Normal << true;
+}
+
+void tst_QBGameCenter::missingCoverIsFetched()
+{
+    QFETCH(QString, region);
+    QFETCH(QString, servedPath);
+    QFETCH(QByteArray, served);
+    QFETCH(QStringList, requests);
+    QFETCH(bool, cached);
+    QFETCH(Mode, mode);
+    QFETCH(bool, linked);
+
+    if (!servedPath.isEmpty())
+        m_server->setRoute(servedPath, served, mode);
+    QBGameCenter center;
+    const QString victim = m_dir.filePath(u"cover victim"_qs);
+    QFile::remove(victim);
+    if (linked)
+        QVERIFY(QFile::link(victim, coverPath(u"RMCP01"_qs)));
+    QSignalSpy downloaded(&center, &QBGameCenter::imageDidDownload);
+    bool cachedWhenPosted = false;
+    bool inFlightWhenPosted = true;
+    connect(&center, &QBGameCenter::imageDidDownload, this, [&] {
+        cachedWhenPosted = center.images().contains(u"RMCP01"_qs);
+        inFlightWhenPosted = center.imagesDownloading().contains(u"RMCP01"_qs);
+    });
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs, region)));
+
+    QVERIFY(downloaded.wait());
+    QCOMPARE(downloaded.first().first().toMap().value(u"id"_qs).toString(), u"RMCP01"_qs);
+    QCOMPARE(m_server->requests(), requests);
+    QCOMPARE(cachedWhenPosted, cached);
+    QVERIFY(!inFlightWhenPosted);
+    QCOMPARE(center.images().contains(u"RMCP01"_qs), cached);
+    QFile file(coverPath(u"RMCP01"_qs));
+    QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), served);
+    QVERIFY(!QFileInfo(file.fileName()).isSymLink() && !QFile::exists(victim));
+    // The download's own file went.
+    QCOMPARE(QFileInfo(file.fileName()).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
+             served.isEmpty() ? 0 : 1);
+}
+
+void tst_QBGameCenter::nothingIsFetched_data()
+{
+    QTest::addColumn<bool>("downloadCovers");
+    QTest::addColumn<bool>("withFilename");
+    QTest::addColumn<QString>("id");
+    QTest::newRow("downloads off") << false << true << u"RMCP01"_qs;
+    QTest::newRow("a database entry, without a file") << true << false << u"RMCP01"_qs;
+    QTest::newRow("an ID that is a path") << true << true << u"../../x"_qs;
+}
+
+void tst_QBGameCenter::nothingIsFetched()
+{
+    QFETCH(bool, downloadCovers);
+    QFETCH(bool, withFilename);
+    QFETCH(QString, id);
+    QBSettings::setValue(SettingsKey::downloadCovers, downloadCovers);
+    QBGameCenter center;
+    QTRY_VERIFY(!center.isParsing());
+    QVERIFY(!center.getImageForGame(game(id, u"PAL"_qs, withFilename)));
+    QTest::qWait(100);
+    QVERIFY(center.imagesDownloading().isEmpty());
+    QCOMPARE(center.operationQueue()->operationCount(), 0);
+    QVERIFY(m_server->requests().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_QBGameCenter)

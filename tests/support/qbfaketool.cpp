@@ -7,6 +7,7 @@
 #include <QFile>
 
 QBFakeTool::QBFakeTool()
+    : m_previousSupport(QBSupportFolder::location())
 {
     const QString support = supportFolder();
     QDir().mkpath(support);
@@ -19,7 +20,7 @@ QBFakeTool::QBFakeTool()
 
 QBFakeTool::~QBFakeTool()
 {
-    QBSupportFolder::setLocation(QString());
+    QBSupportFolder::setLocation(m_previousSupport);
     qunsetenv("FAKETOOL_LOG");
     qunsetenv("FAKETOOL_SCRIPT");
 }

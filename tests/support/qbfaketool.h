@@ -6,7 +6,8 @@
 
 // Puts the fake tool in place of wit and wwt for as long as it lives: a
 // fresh support folder holding both names, which tasks find before any
-// installed tool. See faketool.cpp for the script language.
+// installed tool; the support folder set before comes back after it. See
+// faketool.cpp for the script language.
 class QBFakeTool
 {
 public:
@@ -25,4 +26,5 @@ public:
 
 private:
     QTemporaryDir m_dir;
+    QString m_previousSupport;
 };

@@ -2,9 +2,11 @@
 #include "base/qblogging.h"
 #include "base/qbsettings.h"
 #include "qbfaketool.h"
+#include "tasks/qboperationqueue.h"
 #include "tasks/qbtask.h"
 
 #include <QFile>
+#include <QPointer>
 #include <QLoggingCategory>
 #include <QStandardPaths>
 #include <QSignalSpy>
@@ -52,6 +54,26 @@ private:
     QStringList m_accepted;
 };
 
+// Runs until done() is called; records the order in which operations start.
+class ManualOperation : public QBOperation
+{
+public:
+    ManualOperation(QStringList *log, const QString &name, QObject *parent)
+        : QBOperation(parent)
+        , m_log(log)
+        , m_name(name)
+    {
+    }
+    void done() { finish(); }
+
+protected:
+    void main() override { m_log->append(m_name); }
+
+private:
+    QStringList *m_log;
+    QString m_name;
+};
+
 }
 
 class tst_QBTask : public QObject
@@ -63,15 +85,14 @@ private slots:
     void reader_data();
     void reader();
 
-    void runsToolAndReadsItsOutput();
-    void cancelledBeforeStartNeverLaunches();
-    void cancelledWhileRunningDrainsWithoutStop();
-    void missingToolFinishesWithError();
     void permissionStepRunsBeforeWwtOnly_data();
     void permissionStepRunsBeforeWwtOnly();
     void logsArgumentsAndOutput();
     void badOutput_data();
     void badOutput();
+
+    void queueRunsInOrderWithinItsLimit();
+    void queueCancelsSuspendsAndForgets();
 };
 
 void tst_QBTask::initTestCase()
@@ -80,152 +101,57 @@ void tst_QBTask::initTestCase()
     QBSettings::setValue(SettingsKey::permissionCommand, QString());
 }
 
+// Events as "|"-joined text: the hooks called, in order.
 void tst_QBTask::reader_data()
 {
-    QTest::addColumn<QStringList>("chunks");
+    QTest::addColumn<QString>("output");
     QTest::addColumn<QStringList>("accepted");
-    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QString>("events");
     QTest::addColumn<int>("status");
 
     const QStringList all{QStringLiteral("*")};
-    QTest::newRow("one section") << QStringList{u"[disc-1]\nid=ABCD01\n\n"_qs} << all
-                                 << QStringList{u"header:disc-1:yes"_qs, u"key:id=ABCD01@disc-1"_qs,
-                                                u"end:disc-1"_qs}
-                                 << 0;
-    QTest::newRow("chunk end closes the section")
-            << QStringList{u"[s]\nk=v\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:k=v@s"_qs, u"end:s"_qs} << 0;
-    QTest::newRow("no partial line carried")
-            << QStringList{u"[s]\nkey="_qs, u"value\nk=v\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:k=v@s"_qs, u"end:s"_qs} << 0;
-    QTest::newRow("a cut inside the key leaves a stray key")
-            << QStringList{u"[s]\nke"_qs, u"y=v"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:y=v@s"_qs} << 0;
-    QTest::newRow("equals rules")
-            << QStringList{u"[s]\nkey=a=b\nkey=\n=value\nnoequals\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:=value@s"_qs, u"end:s"_qs} << 0;
-    QTest::newRow("no trimming")
-            << QStringList{u" [s]\n[t]\n k = v \n"_qs} << all
-            << QStringList{u"header:t:yes"_qs, u"key: k = v @t"_qs, u"end:t"_qs} << 0;
+    QTest::newRow("one section") << u"[disc-1]\nid=ABCD01\n\n"_qs << all
+                                 << u"header:disc-1:yes|key:id=ABCD01@disc-1|end:disc-1"_qs << 0;
+    QTest::newRow("the end of a read closes the section")
+            << u"[s]\nk=v\n"_qs << all << u"header:s:yes|key:k=v@s|end:s"_qs << 0;
+    QTest::newRow("equals rules") << u"[s]\nkey=a=b\nkey=\n=value\nnoequals\n"_qs << all
+                                  << u"header:s:yes|key:=value@s|end:s"_qs << 0;
+    QTest::newRow("no trimming") << u" [s]\n[t]\n k = v \n"_qs << all << u"header:t:yes|key: k = v @t|end:t"_qs << 0;
     QTest::newRow("error section reported though rejected, once")
-            << QStringList{u"[error]\ncode=80\n\n!! later\n[error]\n"_qs} << QStringList()
-            << QStringList{u"error"_qs, u"header:error:no"_qs, u"header:error:no"_qs} << 1;
-    QTest::newRow("!! outside a section")
-            << QStringList{u"!! wit: ERROR\n!!   more\n"_qs} << all << QStringList{u"error"_qs} << 1;
+            << u"[error]\ncode=80\n\n!! later\n[error]\n"_qs << QStringList()
+            << u"error|header:error:no|header:error:no"_qs << 1;
+    QTest::newRow("!! outside a section") << u"!! wit: ERROR\n!!   more\n"_qs << all << u"error"_qs << 1;
     QTest::newRow("!! inside a section is an ordinary line")
-            << QStringList{u"[s]\n!! a=b\n!! text\n\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:!! a=b@s"_qs, u"end:s"_qs} << 0;
-    QTest::newRow("single ! is a warning") << QStringList{u"! DISC already exists\n"_qs} << all
-                                           << QStringList() << 0;
+            << u"[s]\n!! a=b\n!! text\n\n"_qs << all << u"header:s:yes|key:!! a=b@s|end:s"_qs << 0;
+    QTest::newRow("single ! is a warning") << u"! DISC already exists\n"_qs << all << QString() << 0;
     QTest::newRow("CR LF closes sections after their first line")
-            << QStringList{u"[s]\r\na=1\r\nb=2\r\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"end:s"_qs} << 0;
+            << u"[s]\r\na=1\r\nb=2\r\n"_qs << all << u"header:s:yes|end:s"_qs << 0;
     QTest::newRow("every newline character separates")
-            << QStringList{u"[s]\va=1\fb=2\u0085c=3\u2028d=4\u2029e=5\n\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:a=1@s"_qs, u"key:b=2@s"_qs, u"key:c=3@s"_qs,
-                           u"key:d=4@s"_qs, u"key:e=5@s"_qs, u"end:s"_qs}
-            << 0;
+            << u"[s]\va=1\fb=2\u0085c=3\u2028d=4\u2029e=5\n\n"_qs << all
+            << u"header:s:yes|key:a=1@s|key:b=2@s|key:c=3@s|key:d=4@s|key:e=5@s|end:s"_qs << 0;
     QTest::newRow("header replaces an open section without ending it")
-            << QStringList{u"[a]\nx=1\n[b]\ny=2\n\n"_qs} << all
-            << QStringList{u"header:a:yes"_qs, u"key:x=1@a"_qs, u"header:b:yes"_qs,
-                           u"key:y=2@b"_qs, u"end:b"_qs}
-            << 0;
+            << u"[a]\nx=1\n[b]\ny=2\n\n"_qs << all << u"header:a:yes|key:x=1@a|header:b:yes|key:y=2@b|end:b"_qs << 0;
     QTest::newRow("rejected section is skipped whole")
-            << QStringList{u"[version]\nprog=wit\n\n[COPY]\ndest-path=x\n\n"_qs}
-            << QStringList{u"COPY"_qs}
-            << QStringList{u"header:version:no"_qs, u"header:COPY:yes"_qs, u"key:dest-path=x@COPY"_qs,
-                           u"end:COPY"_qs}
-            << 0;
+            << u"[version]\nprog=wit\n\n[COPY]\ndest-path=x\n\n"_qs << QStringList{u"COPY"_qs}
+            << u"header:version:no|header:COPY:yes|key:dest-path=x@COPY|end:COPY"_qs << 0;
     QTest::newRow("header without closing bracket loses its last character")
-            << QStringList{u"[abc\n[]\n\n"_qs} << all
-            << QStringList{u"header:ab:yes"_qs, u"header::yes"_qs, u"end:"_qs} << 0;
+            << u"[abc\n[]\n\n"_qs << all << u"header:ab:yes|header::yes|end:"_qs << 0;
     QTest::newRow("lone bracket is ignored")
-            << QStringList{u"[s]\n[\nk=v\n\n[\n!! x\n"_qs} << all
-            << QStringList{u"header:s:yes"_qs, u"key:k=v@s"_qs, u"end:s"_qs, u"error"_qs} << 1;
+            << u"[s]\n[\nk=v\n\n[\n!! x\n"_qs << all << u"header:s:yes|key:k=v@s|end:s|error"_qs << 1;
 }
 
 void tst_QBTask::reader()
 {
-    QFETCH(QStringList, chunks);
+    QFETCH(QString, output);
     QFETCH(QStringList, accepted);
-    QFETCH(QStringList, expected);
-    QFETCH(int, status);
+    QFETCH(QString, events);
 
-    // Texts handed to the parser directly are read each by itself; what
-    // the pipe delivers is joined into whole lines first (badOutput).
+    // Text handed to the parser directly is read as whole lines; what the
+    // pipe delivers is joined into whole lines first (badOutput).
     RecordingTask task(accepted);
-    for (const QString &chunk : std::as_const(chunks))
-        task.readString(chunk);
-    QCOMPARE(task.events, expected);
-    QCOMPARE(task.terminationStatus(), status);
-}
-
-void tst_QBTask::runsToolAndReadsItsOutput()
-{
-    QBFakeTool tool;
-    tool.setScript(u"out [version]\\nprog=wit\\n\\n[s]\\nk=v\\n\\n\nout !! wit: failed\\n\nexit 0\n"_qs);
-    RecordingTask task({u"s"_qs}, 0, {u"list"_qs, u"--source"_qs, u"dir with space"_qs});
-    QSignalSpy executing(&task, &QBOperation::executingChanged);
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    QVERIFY(task.isExecuting());
-    QVERIFY(finished.wait(5000));
-    QCOMPARE(task.events, (QStringList{u"willStart"_qs, u"header:version:no"_qs, u"header:s:yes"_qs,
-                                       u"key:k=v@s"_qs, u"end:s"_qs, u"error"_qs, u"stop"_qs}));
-    QCOMPARE(task.terminationStatus(), 1);
-    QVERIFY(!task.isExecuting());
-    QVERIFY(task.isFinished());
-    QCOMPARE(executing.size(), 2);
-    QCOMPARE(finished.size(), 1);
-    QCOMPARE(tool.invocations(), QStringList{u"wit | list | --source | dir with space"_qs});
-}
-
-void tst_QBTask::cancelledBeforeStartNeverLaunches()
-{
-    QBFakeTool tool;
-    RecordingTask task;
-    QSignalSpy executing(&task, &QBOperation::executingChanged);
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.cancel();
-    task.start();
-    QVERIFY(task.isFinished());
-    QCOMPARE(finished.size(), 1);
-    QCOMPARE(executing.size(), 0);
-    QTest::qWait(100);
-    QVERIFY(task.events.isEmpty());
-    QVERIFY(tool.invocations().isEmpty());
-}
-
-void tst_QBTask::cancelledWhileRunningDrainsWithoutStop()
-{
-    QBFakeTool tool;
-    tool.setScript(u"out [s]\\na=1\\n\\n\npause 200\nout [t]\\nb=2\\n\\n!! x\\n\n"_qs);
-    RecordingTask task;
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    QTRY_VERIFY(task.events.contains(u"end:s"_qs));
-    task.cancel();
-    QVERIFY(finished.wait(5000));
-    QCOMPARE(task.events, (QStringList{u"willStart"_qs, u"header:s:yes"_qs, u"key:a=1@s"_qs, u"end:s"_qs}));
-    QCOMPARE(task.terminationStatus(), 0);
-    QVERIFY(!task.isExecuting());
-}
-
-void tst_QBTask::missingToolFinishesWithError()
-{
-    QBFakeTool tool;
-    QFile::remove(tool.supportFolder() + u"/wwt"_qs);
-    const QByteArray path = qgetenv("PATH");
-    QTemporaryDir empty;
-    qputenv("PATH", empty.path().toLocal8Bit());
-    RecordingTask task({}, 2);
-    QSignalSpy finished(&task, &QBOperation::finished);
-    task.start();
-    const bool ended = finished.wait(5000);
-    qputenv("PATH", path);
-    QVERIFY(ended);
-    QCOMPARE(task.events, (QStringList{u"willStart"_qs, u"error"_qs, u"stop"_qs}));
-    QCOMPARE(task.terminationStatus(), 1);
+    task.readString(output);
+    QCOMPARE(task.events.join(u'|'), events);
+    QTEST(task.terminationStatus(), "status");
 }
 
 void tst_QBTask::permissionStepRunsBeforeWwtOnly_data()
@@ -282,52 +208,134 @@ void tst_QBTask::logsArgumentsAndOutput()
     QVERIFY(messages.contains(u"[s]\nk=v\n\n"_qs));
 }
 
+// The whole run, from willStart to stop, of a tool that misbehaves.
 void tst_QBTask::badOutput_data()
 {
     QTest::addColumn<QString>("script");
-    QTest::addColumn<QStringList>("expected");
+    QTest::addColumn<QString>("events");
     QTest::addColumn<int>("repeatedLines");
     QTest::addColumn<int>("status");
 
-    QTest::newRow("line split across two writes")
-            << u"out [progress]\\npercent=4\npause 150\nout 2\\nmib-per-sec=3.5\\n\\n\n"_qs
-            << QStringList{u"header:progress:yes"_qs, u"key:percent=42@progress"_qs,
-                           u"key:mib-per-sec=3.5@progress"_qs, u"end:progress"_qs}
-            << 0 << 0;
-    QTest::newRow("malformed header") << u"out [\\n[\\n!! x\\n\n"_qs << QStringList{u"error"_qs} << 0 << 1;
     QTest::newRow("line of megabytes")
-            << u"out [s]\\n\nrepeat 4000000 a\nout \\n\\n\n"_qs
-            << QStringList{u"header:s:yes"_qs, u"end:s"_qs} << 0 << 0;
+            << u"out [s]\\n\nrepeat 4000000 a\nout \\n\\n\n"_qs << u"header:s:yes|end:s"_qs << 0 << 0;
     // However the pipe cuts them, every line is read inside the section.
-    QTest::newRow("never-ending section")
-            << u"out [s]\\n\nrepeat 300000 n=1\\n\n"_qs << QStringList{u"header:s:yes"_qs} << 300000 << 0;
+    QTest::newRow("never-ending section") << u"out [s]\\n\nrepeat 300000 n=1\\n\n"_qs << u"header:s:yes"_qs << 300000 << 0;
     QTest::newRow("binary garbage")
             << u"out \\x00\\x01\\xff\\xfe[\\x80\\n\\x00=\\x00\\n\npause 150\nout [s]\\nk=\\x01\\x02\\n\\n\n"_qs
-            << QStringList{u"header:s:yes"_qs, u"key:k=\u0001\u0002@s"_qs, u"end:s"_qs} << 0 << 0;
-    QTest::newRow("stops without an empty line")
-            << u"out [s]\\nk=v"_qs << QStringList{u"header:s:yes"_qs, u"key:k=v@s"_qs} << 0 << 0;
+            << u"header:s:yes|key:k=\u0001\u0002@s|end:s"_qs << 0 << 0;
+    QTest::newRow("stops without an empty line") << u"out [s]\\nk=v"_qs << u"header:s:yes|key:k=v@s"_qs << 0 << 0;
     QTest::newRow("dies mid-output")
-            << u"out [s]\\nk=v\\n\ncrash\nout never=printed\\n\\n\n"_qs
-            << QStringList{u"header:s:yes"_qs, u"key:k=v@s"_qs} << 0 << 0;
-    QTest::newRow("no output at all") << u"exit 3\n"_qs << QStringList() << 0 << 0;
+            << u"out [s]\\nk=v\\n\ncrash\nout never=printed\\n\\n\n"_qs << u"header:s:yes|key:k=v@s"_qs << 0 << 0;
+    QTest::newRow("no output at all") << u"exit 3\n"_qs << QString() << 0 << 0;
+    // A null script: no tool to be found, in the support folder or on PATH.
+    QTest::newRow("no tool") << QString() << u"error"_qs << 0 << 1;
 }
 
 void tst_QBTask::badOutput()
 {
     QFETCH(QString, script);
-    QFETCH(QStringList, expected);
+    QFETCH(QString, events);
     QFETCH(int, repeatedLines);
-    QFETCH(int, status);
 
     QBFakeTool tool;
     tool.setScript(script);
+    const QByteArray path = qgetenv("PATH");
+    QTemporaryDir empty;
+    if (script.isNull()) {
+        QFile::remove(tool.supportFolder() + u"/wit"_qs);
+        qputenv("PATH", empty.path().toLocal8Bit());
+    }
     RecordingTask task;
     QSignalSpy finished(&task, &QBOperation::finished);
     task.start();
-    QVERIFY(finished.wait(20000));
+    const bool ended = finished.wait(20000);
+    qputenv("PATH", path);
+    QVERIFY(ended);
     QCOMPARE(task.events.removeAll(u"key:n=1@s"_qs), repeatedLines);
-    QCOMPARE(task.events, QStringList{u"willStart"_qs} + expected + QStringList{u"stop"_qs});
-    QCOMPARE(task.terminationStatus(), status);
+    QCOMPARE(task.events.join(u'|'), u"willStart|"_qs + (events.isEmpty() ? QString() : events + u'|') + u"stop"_qs);
+    QTEST(task.terminationStatus(), "status");
+}
+
+void tst_QBTask::queueRunsInOrderWithinItsLimit()
+{
+    QStringList log;
+    QBOperationQueue queue(2);
+    QSignalSpy count(&queue, &QBOperationQueue::operationCountChanged);
+    QList<QPointer<ManualOperation>> ops;
+    for (int i = 0; i < 4; ++i) {
+        // The last has no owner: the queue takes it and deletes it when done.
+        ops << new ManualOperation(&log, QString::number(i), i < 3 ? this : nullptr);
+        queue.addOperation(ops.last());
+    }
+    // Started from the event loop, so that callers can connect first.
+    QVERIFY(!ops.first()->isExecuting());
+    QCOMPARE(queue.operationCount(), 4);
+    QCOMPARE(ops.last()->parent(), &queue);
+    QTRY_COMPARE(log, (QStringList{u"0"_qs, u"1"_qs}));
+    QTest::qWait(20);
+    QCOMPARE(log.size(), 2);
+
+    ops[1]->done();
+    QTRY_COMPARE(log, (QStringList{u"0"_qs, u"1"_qs, u"2"_qs}));
+    QCOMPARE(queue.operations(), (QList<QBOperation *>{ops[0], ops[2], ops[3]}));
+    ops[0]->done();
+    ops[2]->done();
+    QTRY_COMPARE(log.size(), 4);
+    ops[3]->done();
+    QCOMPARE(queue.operationCount(), 0);
+    QCOMPARE(count.size(), 8);
+    QTRY_VERIFY(ops[3].isNull());
+    QVERIFY(!ops[2].isNull());
+}
+
+void tst_QBTask::queueCancelsSuspendsAndForgets()
+{
+    QStringList log;
+    QBOperationQueue queue(1);
+    ManualOperation running(&log, u"running"_qs, this);
+    ManualOperation waiting(&log, u"waiting"_qs, this);
+    ManualOperation last(&log, u"last"_qs, this);
+    for (ManualOperation *op : {&running, &waiting, &last})
+        queue.addOperation(op);
+    QTRY_VERIFY(running.isExecuting());
+
+    // A waiting operation cancelled finishes at once, without running and
+    // without waiting for room.
+    QSignalSpy finished(&waiting, &QBOperation::finished);
+    waiting.cancel();
+    QVERIFY(finished.wait(1000));
+    QCOMPARE(queue.operations(), (QList<QBOperation *>{&running, &last}));
+
+    // Cancelling all leaves the running one to its own end.
+    queue.cancelAllOperations();
+    QVERIFY(running.isCancelled() && last.isCancelled());
+    QTRY_COMPARE(queue.operationCount(), 1);
+    QVERIFY(last.isFinished() && running.isExecuting());
+    running.done();
+    QCOMPARE(queue.operationCount(), 0);
+    QCOMPARE(log, QStringList{u"running"_qs});
+
+    // Suspended, the queue starts nothing and lets nothing finish, not even
+    // a cancelled operation.
+    queue.setSuspended(true);
+    auto *a = new ManualOperation(&log, u"a"_qs, this);
+    ManualOperation b(&log, u"b"_qs, this);
+    ManualOperation c(&log, u"c"_qs, this);
+    for (ManualOperation *op : {a, &b, &c})
+        queue.addOperation(op);
+    b.cancel();
+    QTest::qWait(30);
+    QVERIFY(!b.isFinished());
+    queue.setSuspended(false);
+    QTRY_VERIFY(b.isFinished());
+    QTRY_COMPARE(log, (QStringList{u"running"_qs, u"a"_qs}));
+
+    // One deleted by its owner while it runs leaves the queue, and makes
+    // room for the next.
+    delete a;
+    QCOMPARE(queue.operations(), QList<QBOperation *>{&c});
+    QTRY_COMPARE(log, (QStringList{u"running"_qs, u"a"_qs, u"c"_qs}));
+    c.done();
 }
 
 QTEST_GUILESS_MAIN(tst_QBTask)

@@ -6,6 +6,7 @@
 #include "base/qbsettings.h"
 #include "document/qbdocument.h"
 #include "document/qbgamefiltermodel.h"
+#include "document/qbloaderdrive.h"
 #include "gamedata/qbgamecenter.h"
 
 #include <QFileInfo>
@@ -137,6 +138,11 @@ bool QBDocumentController::validateUserInterfaceItem(Command command) const
     }
     case Command::ExportGameList:
         return m_currentDocument && m_currentDocument->gameListController()->rowCount() > 0;
+    case Command::CopyDatabaseToDrive: {
+        const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+        return center && center->hasDatabase() && m_currentDocument
+                && m_currentDocument->documentType() == QBDocument::Folder;
+    }
     case Command::Other:
         break;
     }
@@ -168,4 +174,10 @@ void QBDocumentController::exportGameList()
             QBAlertPresenter::run(job->failureAlert());
     });
     job->start();
+}
+
+void QBDocumentController::copyDatabaseToDrive()
+{
+    if (validateUserInterfaceItem(Command::CopyDatabaseToDrive))
+        QBLoaderDrive::copyDatabase(m_currentDocument->filename());
 }

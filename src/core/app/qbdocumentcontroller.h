@@ -39,7 +39,7 @@ class QBDocumentController : public QObject
 
 public:
     // The commands whose state the controller decides.
-    enum class Command { OpenDatabase, ExportGameList, Other };
+    enum class Command { OpenDatabase, ExportGameList, CopyDatabaseToDrive, Other };
 
     // The fixed filename of the title database's document; it also names
     // its window and its saved frame.
@@ -119,6 +119,9 @@ public:
     // --- Export ---
     // Asks where, then writes the current document's games as shown.
     void exportGameList();
+    // Puts the installed title database where USB Loader GX reads it, on
+    // the drive whose root the current (folder) document is.
+    void copyDatabaseToDrive();
 
 signals:
     void currentDocumentChanged(QBDocument *document);

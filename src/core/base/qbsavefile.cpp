@@ -45,6 +45,13 @@ bool QBSaveFile::commit(const QString &name, QFileDevice::Permissions permission
         m_error = m_file.errorString();
         return false;
     }
+    return commit(name);
+}
+
+bool QBSaveFile::commit(const QString &name)
+{
+    if (!flush())
+        return false;
     m_file.close();
     // rename() replaces a file or a link at the target in one step and
     // fails on a folder; QFile::rename would copy, and QSaveFile writes

@@ -29,6 +29,9 @@ public:
     // had that name goes: a file, or a link (the link itself, never what it
     // points to). A folder there makes it fail.
     bool commit(const QString &name, QFileDevice::Permissions permissions);
+    // The same, keeping the permissions it was made with: for file systems
+    // that have none to set (FAT).
+    bool commit(const QString &name);
 
     // Removes the private file now rather than with the object.
     void remove() { m_file.remove(); }

@@ -21,6 +21,7 @@ const QHash<QString, QVariant> &defaults()
         {SettingsKey::conversionFormat, QStringLiteral("wbfs")},
         {SettingsKey::compressionMode, QStringLiteral("lzma")},
         {SettingsKey::splitSize, 0},
+        {SettingsKey::conversionLayout, QStringLiteral("custom")},
         {SettingsKey::shouldCreateParentDirectory, true},
         {SettingsKey::notifyWhenDone, true},
         {SettingsKey::browseRecursively, false},
@@ -100,6 +101,16 @@ QString QBSettings::compressionMode()
 qint64 QBSettings::splitSize()
 {
     return value(SettingsKey::splitSize).toLongLong();
+}
+
+QString QBSettings::conversionLayout()
+{
+    return value(SettingsKey::conversionLayout).toString();
+}
+
+void QBSettings::setConversionLayout(const QString &layout)
+{
+    setValue(SettingsKey::conversionLayout, layout);
 }
 
 bool QBSettings::shouldCreateParentDirectory()

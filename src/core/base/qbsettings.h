@@ -15,6 +15,9 @@ inline const QString displayMode = QStringLiteral("displayMode");
 inline const QString conversionFormat = QStringLiteral("conversionFormat");
 inline const QString compressionMode = QStringLiteral("compressionMode");
 inline const QString splitSize = QStringLiteral("splitSize");
+// How conversions into a folder are laid out: "custom", "usbloader" or
+// "nintendont".
+inline const QString conversionLayout = QStringLiteral("conversionLayout");
 inline const QString shouldCreateParentDirectory = QStringLiteral("shouldCreateParentDirectory");
 inline const QString notifyWhenDone = QStringLiteral("notifyWhenDone");
 inline const QString browseRecursively = QStringLiteral("browseRecursively");
@@ -60,6 +63,8 @@ public:
     static QString compressionMode();
     // In MiB; 0 does not split.
     static qint64 splitSize();
+    static QString conversionLayout();
+    static void setConversionLayout(const QString &layout);
     static bool shouldCreateParentDirectory();
     static bool notifyWhenDone();
     static bool browseRecursively();

@@ -30,30 +30,32 @@ qsizetype numberPrefix(QStringView text, char *buffer, qsizetype capacity)
     return n;
 }
 
+// The number at the start of text; 0 for none, and for one too large to be
+// finite.
+template <typename T>
+T toFloating(QStringView text)
+{
+    char buffer[64];
+    const qsizetype n = numberPrefix(text, buffer, sizeof buffer);
+    T value = 0;
+    const auto result = std::from_chars(buffer, buffer + n, value);
+    if (result.ec != std::errc() || !std::isfinite(value))
+        return 0;
+    return value;
+}
+
 }
 
 namespace QBTextNumber {
 
 double toDouble(QStringView text)
 {
-    char buffer[64];
-    const qsizetype n = numberPrefix(text, buffer, sizeof buffer);
-    double value = 0.0;
-    const auto result = std::from_chars(buffer, buffer + n, value);
-    if (result.ec != std::errc() || !std::isfinite(value))
-        return 0.0;
-    return value;
+    return toFloating<double>(text);
 }
 
 float toFloat(QStringView text)
 {
-    char buffer[64];
-    const qsizetype n = numberPrefix(text, buffer, sizeof buffer);
-    float value = 0.0f;
-    const auto result = std::from_chars(buffer, buffer + n, value);
-    if (result.ec != std::errc() || !std::isfinite(value))
-        return 0.0f;
-    return value;
+    return toFloating<float>(text);
 }
 
 qint64 toInteger(QStringView text)

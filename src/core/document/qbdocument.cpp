@@ -12,6 +12,7 @@
 #include "tasks/qboperationqueue.h"
 
 #include <QFileInfo>
+#include <QSet>
 
 namespace {
 
@@ -272,4 +273,18 @@ void QBDocument::setBrowsing(bool browsing)
         return;
     m_isBrowsing = browsing;
     emit isBrowsingChanged(browsing);
+}
+
+QList<int> QBDocument::indexesOfGamesMissingFrom(const QBDocument &other) const
+{
+    QSet<QString> listed;
+    for (int row = 0; row < other.m_gameList->rowCount(); ++row)
+        listed.insert(other.m_gameList->value(row, GameKey::id).toString());
+    QList<int> indexes;
+    const int count = arrangedCount();
+    for (int index = 0; index < count; ++index) {
+        if (!listed.contains(arrangedGame(index).value(GameKey::id).toString()))
+            indexes << index;
+    }
+    return indexes;
 }

@@ -163,6 +163,10 @@ public:
     int completedRenomations() const { return m_completedRenomations; }
     int totalRenomations() const { return m_totalRenomations; }
 
+    // The arranged indexes of the games whose IDs other does not list (its
+    // games hidden by its filter count as listed).
+    QList<int> indexesOfGamesMissingFrom(const QBDocument &other) const;
+
     bool ownsDetailsView() const;
     // Shows the selected game's file in the file manager.
     void openInFinder();

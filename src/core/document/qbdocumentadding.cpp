@@ -10,7 +10,9 @@
 #include "panels/qbnamingpanel.h"
 #include "qbdocument.h"
 #include "qbdocumentediting.h"
+#include "qbfilesystem.h"
 #include "qbgamefiltermodel.h"
+#include "qbloaderdrive.h"
 #include "tasks/qbbrowsingtask.h"
 #include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
@@ -82,8 +84,72 @@ QString destinationPath(int destinationType, const QString &destination, const Q
     return destination + u'/' + name + u'.' + extension;
 }
 
-QStringList splitOptions(qint64 splitSize)
+bool isUnnamed(int destinationType, const QVariantMap &game)
 {
+    return (destinationType == QBDocument::Partition || game.value(GameKey::isOnWBFS).toBool())
+            && !QBGameID::isValid(game.value(GameKey::id).toString());
+}
+
+FolderRules folderRules(const QString &folder, QBConversionLayout::Layout layout)
+{
+    FolderRules rules;
+    rules.layout = layout;
+    rules.extension = QBSettings::conversionFormat();
+    rules.createParentDirectory = QBSettings::shouldCreateParentDirectory();
+    rules.splitSize = QBSettings::splitSize();
+    rules.compressionMode = QBSettings::compressionMode();
+    rules.fat = QBFilesystemCenter::isFat(folder);
+    return rules;
+}
+
+bool isGameCube(const QVariantMap &game)
+{
+    if (game.value(GameKey::isOnWBFS).toBool())
+        return game.value(GameKey::id).toString().startsWith(u'G');
+    return game.value(GameKey::filetype).toString().endsWith(QLatin1String("/GC"));
+}
+
+QString refusal(const QVariantMap &game, const QString &name, const FolderRules &rules)
+{
+    if ((rules.fat ? fatName(name) : name).isEmpty())
+        return QStringLiteral("The file name would be empty.");
+    if (rules.layout == QBConversionLayout::Custom)
+        return QString();
+    if (!QBGameID::isValid(game.value(GameKey::id).toString()))
+        return QStringLiteral("A loader finds a game by its ID, which is four to six letters and digits.");
+    if (rules.layout == QBConversionLayout::Nintendont && !isGameCube(game))
+        return QStringLiteral("Nintendont loads GameCube games only.");
+    return QString();
+}
+
+QString folderDestination(const QString &folder, const QVariantMap &game, const QString &name,
+                          const FolderRules &rules)
+{
+    const QString clean = rules.fat ? fatName(name) : name;
+    if (rules.layout == QBConversionLayout::Custom) {
+        const QString extension = rules.fat ? fatName(rules.extension) : rules.extension;
+        return destinationPath(QBDocument::Folder, folder, game, clean, extension, rules.createParentDirectory);
+    }
+    if (isGameCube(game))
+        return folder + QStringLiteral("/games/") + clean + QStringLiteral("/game.iso");
+    return folder + QStringLiteral("/wbfs/") + clean + u'/' + game.value(GameKey::id).toString()
+            + QStringLiteral(".wbfs");
+}
+
+QString fatName(const QString &name)
+{
+    static const QString refused = QStringLiteral("\\/:*?\"<>|");
+    QString clean = name;
+    clean.removeIf([](QChar c) { return c.unicode() < 0x20 || refused.contains(c); });
+    while (clean.endsWith(u' ') || clean.endsWith(u'.'))
+        clean.chop(1);
+    return clean;
+}
+
+QStringList splitOptions(qint64 splitSize, bool fat)
+{
+    if (fat)
+        return {QStringLiteral("--split-size"), QStringLiteral("4G-32K")};
     if (splitSize == 4096)
         return {QStringLiteral("--split")};
     if (splitSize > 0)
@@ -99,7 +165,7 @@ QStringList compressionOptions(const QString &destination, const QString &compre
 }
 
 Command conversionCommand(int destinationType, const QVariantMap &game, const QString &destination,
-                          const QString &partition, qint64 splitSize, const QString &compressionMode)
+                          const QString &partition, qint64 splitSize, const QString &compressionMode, bool fat)
 {
     const QString source = game.value(GameKey::filename).toString();
     const QStringList progress{QStringLiteral("--sections"), QStringLiteral("--progress")};
@@ -112,7 +178,7 @@ Command conversionCommand(int destinationType, const QVariantMap &game, const QS
                         + progress,
                 QStringLiteral("Add '%1' < '%2'").arg(destination, source)};
     }
-    const QStringList options = splitOptions(splitSize) + compressionOptions(destination, compressionMode);
+    const QStringList options = splitOptions(splitSize, fat) + compressionOptions(destination, compressionMode);
     if (game.value(GameKey::isOnWBFS).toBool()) {
         const QString sourcePartition = QBEditing::deletingLastPathComponent(source);
         return {1,
@@ -127,6 +193,72 @@ Command conversionCommand(int destinationType, const QVariantMap &game, const QS
     if (source == destination)
         arguments << QStringLiteral("--remove");
     return {0, arguments + options, QStringLiteral("Convert '%1' < '%2'").arg(destination, source)};
+}
+
+QList<int> collisions(const QStringList &destinations, const QSet<QString> &listed)
+{
+    const QBConversionController *controller = QBConversionController::sharedController();
+    QSet<QString> composed;
+    QList<int> indexes;
+    for (int i = 0; i < destinations.size(); ++i) {
+        const QString &path = destinations.at(i);
+        // Two games whose names compose alike would be written to the same
+        // file, the second over the first.
+        if (listed.contains(path) || composed.contains(path) || controller->sourcePathIsReserved(path)
+            || controller->destinationPathIsReserved(path))
+            indexes << i;
+        composed.insert(path);
+    }
+    return indexes;
+}
+
+double estimatedSize(const QList<QVariantMap> &games)
+{
+    double size = 0;
+    for (const QVariantMap &game : games)
+        size += qMax(0.0, game.value(GameKey::size).toDouble());
+    return size;
+}
+
+std::optional<QBAlert> spaceAlert(double neededGB, double freeGB)
+{
+    if (neededGB <= freeGB)
+        return std::nullopt;
+    QBAlert alert;
+    alert.message = QString::asprintf("The games need about %.1f GB, and %.1f GB is free on the destination "
+                                      "drive. Do you want to continue?",
+                                      neededGB, freeGB);
+    alert.informativeText = QStringLiteral("The size is an estimate from the sizes that the tool reports; "
+                                           "converted games may take less.");
+    alert.defaultButton = QStringLiteral("Continue");
+    alert.alternateButton = QStringLiteral("Cancel");
+    return alert;
+}
+
+QBConversionTask *conversionTask(const Command &command, const QVariantMap &game, const QString &destination,
+                                 QObject *sender)
+{
+    qCInfo(lcDocument).noquote() << "Started conversion with arguments:"
+                                 << u'(' + command.arguments.join(QStringLiteral(", ")) + u')';
+    QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    const QString id = game.value(GameKey::id).toString();
+    const QImage cached = center ? center->images().value(id) : QImage();
+    auto *bundle = new QBConversionBundle({
+            {BundleKey::game, game},
+            {BundleKey::sourcePath, game.value(GameKey::filename)},
+            {BundleKey::destinationPath, destination},
+            {BundleKey::display, command.display},
+            {BundleKey::percent, 0.0},
+            {BundleKey::isWaiting, true},
+            {BundleKey::infos, QStringLiteral("Waiting ...")},
+            {BundleKey::cover, cached.isNull() ? QBGameBundle::missingCover() : cached},
+    });
+    // The row's cover follows the cache, as the game's does.
+    if (center) {
+        QObject::connect(center->coverEntry(id), &QBCoverEntry::coverChanged, bundle,
+                         [bundle](const QImage &image) { bundle->setValue(BundleKey::cover, image); });
+    }
+    return new QBConversionTask(command.arguments, command.launchPath, bundle, sender);
 }
 
 QStringList listingArguments(int documentType, const QString &documentFilename, const QString &converted)
@@ -151,14 +283,11 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
     const QPointer<QBDocument> guard(this);
     QList<QVariantMap> games = dropped;
 
-    // wwt knows the games of a partition by their IDs: it extracts one by
-    // its ID, and a game added to a partition is listed again by its ID. An
-    // ID that is not a disc's is never given to it ("ID=dest" would even
-    // choose the destination), so such a game stops the drop.
+    // A game that wwt would have to be given by an ID that is not a disc's
+    // stops the drop.
     QList<QVariantMap> unnamed;
     for (const QVariantMap &game : std::as_const(games)) {
-        if ((m_documentType == Partition || game.value(GameKey::isOnWBFS).toBool())
-            && !QBGameID::isValid(game.value(GameKey::id).toString()))
+        if (QBAdding::isUnnamed(m_documentType, game))
             unnamed << game;
     }
     if (!unnamed.isEmpty()) {
@@ -193,40 +322,66 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
             return;
     }
 
-    // A folder asks for the names.
+    // A folder asks for the names, and its layout decides where they go.
+    QBAdding::FolderRules rules;
+    QStringList names;
     if (m_documentType == Folder) {
         const QString verb = games.last().value(GameKey::isOnWBFS).toBool() ? QStringLiteral("Extract")
                                                                             : QStringLiteral("Convert");
         if (!convertPanel
             || !convertPanel->runModalWithTitle(verb + u' ' + displayStringForGames(games), games) || !guard)
             return;
+        const auto layout = QBConversionLayout::fromKey(QBSettings::conversionLayout());
+        rules = QBAdding::folderRules(m_filename, layout.value_or(QBConversionLayout::Custom));
+        QList<int> refused;
+        QStringList reasons;
+        for (int i = 0; i < games.size(); ++i) {
+            names << convertPanel->stringForGame(games.at(i));
+            const QString reason = QBAdding::refusal(games.at(i), names.last(), rules);
+            if (!reason.isEmpty()) {
+                refused << i;
+                if (!reasons.contains(reason))
+                    reasons << reason;
+            }
+        }
+        if (!refused.isEmpty()) {
+            QList<QVariantMap> left;
+            QStringList refusedNames;
+            for (const int index : std::as_const(refused)) {
+                left << games.at(index);
+                refusedNames << games.at(index).value(GameKey::filename).toString();
+            }
+            QBAlert alert;
+            alert.message = displayStringForGames(left) + QStringLiteral(" cannot be added with the layout ")
+                    + QBConversionLayout::title(rules.layout)
+                    + (refused.size() == 1 ? QStringLiteral(". Do you want to skip it?")
+                                           : QStringLiteral(". Do you want to skip them?"));
+            alert.informativeText = reasons.join(u'\n') + u'\n' + QBAlert::nameLines(refusedNames);
+            alert.defaultButton = QStringLiteral("Skip");
+            alert.alternateButton = QStringLiteral("Cancel");
+            if (QBAlertPresenter::run(alert) != QBAlertAnswer::Default || !guard)
+                return;
+            removeIndexes(games, refused);
+            removeIndexes(names, refused);
+            if (games.isEmpty())
+                return;
+        }
     }
 
-    // The destinations, and what is already there or in use.
-    const QString extension = QBSettings::conversionFormat();
-    const bool createParentDirectory = QBSettings::shouldCreateParentDirectory();
-    // Taken now: the list may have grown while the panel was open.
+    // The destinations, and what is already there or in use. Taken now:
+    // the list may have grown while the panel was open.
     QSet<QString> filenames;
     for (const QBListedGame &game : this->games())
         filenames.insert(game.value(GameKey::filename).toString());
-    const QBConversionController *controller = QBConversionController::sharedController();
     QStringList destinations;
-    QSet<QString> composed;
-    QList<int> collisions;
     destinations.reserve(games.size());
     for (int i = 0; i < games.size(); ++i) {
-        const QVariantMap &game = games.at(i);
-        const QString name = m_documentType == Folder ? convertPanel->stringForGame(game) : QString();
-        const QString path = QBAdding::destinationPath(m_documentType, m_filename, game, name, extension,
-                                                       createParentDirectory);
-        // Two games of this drop whose names compose alike would be written
-        // to the same file, the second over the first.
-        if (filenames.contains(path) || composed.contains(path) || controller->sourcePathIsReserved(path)
-            || controller->destinationPathIsReserved(path))
-            collisions << i;
-        destinations << path;
-        composed.insert(path);
+        destinations << (m_documentType == Folder
+                                 ? QBAdding::folderDestination(m_filename, games.at(i), names.at(i), rules)
+                                 : QBAdding::destinationPath(m_documentType, m_filename, games.at(i), QString(),
+                                                             QString(), false));
     }
+    const QList<int> collisions = QBAdding::collisions(destinations, filenames);
     if (!collisions.isEmpty()) {
         if (!askToSkip(QBAdding::Screening::Collision, games, collisions, skip) || !guard)
             return;
@@ -238,38 +393,28 @@ void QBDocument::addGames(const QList<QVariantMap> &dropped, QBNamingPanel *conv
             return;
     }
 
+    if (m_documentType == Folder) {
+        const auto question = QBAdding::spaceAlert(QBAdding::estimatedSize(games),
+                                                   QBFilesystemCenter::spaceForPath(m_filename).freeSpace);
+        if (question && (QBAlertPresenter::run(*question) != QBAlertAnswer::Default || !guard))
+            return;
+    }
+
     // One conversion per game, handed over at once.
-    const qint64 splitSize = QBSettings::splitSize();
-    const QString compressionMode = QBSettings::compressionMode();
-    QBGameCenter *center = QBGameCenter::sharedGameCenter();
     QList<QBConversionTask *> tasks;
     tasks.reserve(games.size());
     for (int i = 0; i < games.size(); ++i) {
         const QVariantMap &game = games.at(i);
-        const QString &destination = destinations.at(i);
-        const QBAdding::Command command = QBAdding::conversionCommand(m_documentType, game, destination, m_filename,
-                                                                      splitSize, compressionMode);
-        qCInfo(lcDocument).noquote() << "Started conversion with arguments:"
-                                     << u'(' + command.arguments.join(QStringLiteral(", ")) + u')';
-        const QString id = game.value(GameKey::id).toString();
-        const QImage cached = center ? center->images().value(id) : QImage();
-        auto *bundle = new QBConversionBundle({
-                {BundleKey::game, game},
-                {BundleKey::sourcePath, game.value(GameKey::filename)},
-                {BundleKey::destinationPath, destination},
-                {BundleKey::display, command.display},
-                {BundleKey::percent, 0.0},
-                {BundleKey::isWaiting, true},
-                {BundleKey::infos, QStringLiteral("Waiting ...")},
-                {BundleKey::cover, cached.isNull() ? QBGameBundle::missingCover() : cached},
-        });
-        // The row's cover follows the cache, as the game's does.
-        if (center) {
-            connect(center->coverEntry(id), &QBCoverEntry::coverChanged, bundle,
-                    [bundle](const QImage &image) { bundle->setValue(BundleKey::cover, image); });
-        }
-        auto *task = new QBConversionTask(command.arguments, command.launchPath, bundle, this);
+        const QBAdding::Command command = QBAdding::conversionCommand(
+                m_documentType, game, destinations.at(i), m_filename, rules.splitSize, rules.compressionMode, rules.fat);
+        QBConversionTask *task = QBAdding::conversionTask(command, game, destinations.at(i), this);
         connect(task, &QBConversionTask::conversionDidFinish, this, &QBDocument::conversionDidFinish);
+        if (rules.layout != QBConversionLayout::Custom) {
+            connect(task, &QBConversionTask::conversionDidFinish, this,
+                    [root = m_filename, layout = rules.layout, id = game.value(GameKey::id).toString()] {
+                        QBLoaderDrive::copyCover(root, layout, id);
+                    });
+        }
         tasks << task;
     }
     QBConversionController::sharedController()->startConversionTasks(tasks);

@@ -68,6 +68,28 @@ QBFilesystemCenter::Space QBFilesystemCenter::spaceForPath(const QString &path)
     return {float(volume.bytesAvailable()) / 1000000000.0f, float(volume.bytesTotal()) / 1000000000.0f};
 }
 
+bool QBFilesystemCenter::isFat(const QString &path)
+{
+    if (path.isEmpty() || !QFileInfo::exists(path))
+        return false;
+    const QStorageInfo volume(path);
+    return volume.isValid() && isFatType(volume.fileSystemType());
+}
+
+bool QBFilesystemCenter::isFatType(const QByteArray &type)
+{
+    // A FUSE mount is named after its driver: "fuse.fusefat", "fuse.vfat".
+    QByteArray name = type.toLower();
+    for (const QByteArray &prefix : {QByteArrayLiteral("fuseblk."), QByteArrayLiteral("fuse.")}) {
+        if (name.startsWith(prefix)) {
+            name = name.mid(prefix.size());
+            break;
+        }
+    }
+    static const QByteArrayList fat{"vfat", "msdos", "fat", "fat32", "umsdos", "fusefat"};
+    return fat.contains(name);
+}
+
 void QBFilesystemCenter::postFilesystemDidChange(quint64 filesystem, float freeSpace)
 {
     emit filesystemDidChange(filesystem, freeSpace);

@@ -39,6 +39,11 @@ public:
     // The space that the user can write on the file system of path, and its
     // size; both 0 when the path cannot be queried.
     static Space spaceForPath(const QString &path);
+    // Whether the file system of path, as the mount table names it, is FAT:
+    // "vfat", "msdos", or a FUSE mount of a FAT driver ("fuse.fusefat").
+    // exFAT is not FAT: it holds files of any size.
+    static bool isFat(const QString &path);
+    static bool isFatType(const QByteArray &type);
 
     void postFilesystemDidChange(quint64 filesystem, float freeSpace);
 

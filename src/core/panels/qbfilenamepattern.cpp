@@ -134,3 +134,36 @@ QBFilenamePattern QBFilenamePattern::fromVariantList(const QVariantList &list)
     }
     return pattern;
 }
+
+std::optional<QBFilenamePattern> QBFilenamePattern::fromText(const QString &text, QString *why)
+{
+    auto fail = [why](const QString &reason) {
+        if (why)
+            *why = reason;
+        return std::nullopt;
+    };
+    QBFilenamePattern pattern;
+    qsizetype at = 0;
+    while (at < text.size()) {
+        const qsizetype open = text.indexOf(u'{', at);
+        const QString literal = text.mid(at, open < 0 ? -1 : open - at);
+        if (literal.contains(u'}'))
+            return fail(QStringLiteral("a closing brace without an opening one"));
+        if (containsIllegalCharacter(literal) || std::any_of(literal.cbegin(), literal.cend(), isRemovedCharacter))
+            return fail(QStringLiteral("a name cannot hold any of %1").arg(illegalCharacters()));
+        pattern.appendLiteral(literal);
+        if (open < 0)
+            break;
+        const qsizetype close = text.indexOf(u'}', open);
+        if (close < 0)
+            return fail(QStringLiteral("an opening brace without a closing one"));
+        const QString key = text.mid(open + 1, close - open - 1);
+        if (!tokenKeys().contains(key))
+            return fail(QStringLiteral("{%1} is not one of {%2}").arg(key, tokenKeys().join(QStringLiteral("}, {"))));
+        pattern.appendToken(key);
+        at = close + 1;
+    }
+    if (pattern.isEmpty())
+        return fail(QStringLiteral("the pattern is empty"));
+    return pattern;
+}

@@ -7,6 +7,8 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <optional>
+
 class QBGameBundle;
 
 // A file-name pattern: literal text and tokens, each token naming one
@@ -61,6 +63,12 @@ public:
     // (tokens), and back; used to carry a pattern through the clipboard.
     QVariantList toVariantList() const;
     static QBFilenamePattern fromVariantList(const QVariantList &list);
+    // A pattern written as text, as the command line takes it: "{key}" is
+    // the token of a key of tokenKeys(), the rest literal text, so
+    // "{title} [{id}]" is the title, " [", the ID and "]". Nothing, with
+    // why, for an unknown key, a brace outside a token, an illegal
+    // character, or an empty pattern.
+    static std::optional<QBFilenamePattern> fromText(const QString &text, QString *why = nullptr);
 
     bool operator==(const QBFilenamePattern &other) const = default;
 

@@ -12,6 +12,9 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
+
+#include <algorithm>
 
 namespace {
 
@@ -54,6 +57,8 @@ QBApplicationMenus::QBApplicationMenus(QBDocumentController *controller, QBGameD
     connect(m_openDatabase, &QAction::triggered, controller, &QBDocumentController::openDatabase);
     m_export = makeAction(tr("Export Game List…"), QKeySequence(Qt::CTRL | Qt::Key_E));
     connect(m_export, &QAction::triggered, controller, &QBDocumentController::exportGameList);
+    m_copyDatabase = makeAction(tr("Copy Title Database to Drive"), QKeySequence());
+    connect(m_copyDatabase, &QAction::triggered, controller, &QBDocumentController::copyDatabaseToDrive);
     m_preferences = makeAction(tr("Preferences…"), QKeySequence::Preferences);
     m_preferences->setMenuRole(QAction::PreferencesRole);
     // Some keyboard schemes bind nothing to Quit.
@@ -88,6 +93,8 @@ void QBApplicationMenus::validate()
 {
     m_openDatabase->setEnabled(m_controller->validateUserInterfaceItem(QBDocumentController::Command::OpenDatabase));
     m_export->setEnabled(m_controller->validateUserInterfaceItem(QBDocumentController::Command::ExportGameList));
+    m_copyDatabase->setEnabled(
+            m_controller->validateUserInterfaceItem(QBDocumentController::Command::CopyDatabaseToDrive));
 }
 
 QMenu *QBApplicationMenus::menu(QMenuBar *bar, const QString &title)
@@ -97,6 +104,33 @@ QMenu *QBApplicationMenus::menu(QMenuBar *bar, const QString &title)
             return item->menu();
     }
     return nullptr;
+}
+
+void QBApplicationMenus::addMissingGamesMenu(QMenu *edit, QBDocumentWindow *window)
+{
+    // One item per other open document, made when the menu opens; the
+    // submenu is disabled while no other document is open.
+    QMenu *missing = edit->addMenu(tr("Select Games Missing From"));
+    auto validateMissing = [this, missing, window] {
+        const QList<QBDocument *> open = m_controller->documents();
+        missing->menuAction()->setEnabled(
+                std::any_of(open.cbegin(), open.cend(), [window](QBDocument *other) { return other != window->document(); }));
+    };
+    connect(m_controller, &QBDocumentController::documentsChanged, missing, validateMissing);
+    connect(edit, &QMenu::aboutToShow, missing, validateMissing);
+    validateMissing();
+    connect(missing, &QMenu::aboutToShow, missing, [this, missing, window] {
+        missing->clear();
+        for (QBDocument *other : m_controller->documents()) {
+            if (other == window->document())
+                continue;
+            const QPointer<QBDocument> guard(other);
+            connect(missing->addAction(other->filename()), &QAction::triggered, window, [window, guard] {
+                if (guard)
+                    window->selectGames(window->document()->indexesOfGamesMissingFrom(*guard));
+            });
+        }
+    });
 }
 
 void QBApplicationMenus::installMenuBar(QBDocumentWindow *window)
@@ -126,6 +160,7 @@ void QBApplicationMenus::build(QMainWindow *owner, QBDocumentWindow *document, Q
     file->addActions(m_gameDataMenus->downloadActions());
     file->addSeparator();
     file->addAction(m_export);
+    file->addAction(m_copyDatabase);
     if (document) {
         file->addSeparator();
         addCommandItem(file, document, QBDocumentCommand::RecoverRemovedGames);
@@ -145,6 +180,7 @@ void QBApplicationMenus::build(QMainWindow *owner, QBDocumentWindow *document, Q
         edit->addSeparator();
         addCommandItem(edit, document, QBDocumentCommand::RemoveGame);
         addCommandItem(edit, document, QBDocumentCommand::RenameGame);
+        addMissingGamesMenu(edit, document);
         edit->addSeparator();
         validateWindowItems(edit, document);
     }

@@ -31,6 +31,7 @@ public:
     QAction *openWbfsFileAction() const { return m_openWbfsFile; }
     QAction *openDatabaseAction() const { return m_openDatabase; }
     QAction *exportAction() const { return m_export; }
+    QAction *copyDatabaseAction() const { return m_copyDatabase; }
     QAction *preferencesAction() const { return m_preferences; }
     QAction *quitAction() const { return m_quit; }
     QList<QAction *> webLinkActions() const { return m_webLinks; }
@@ -45,6 +46,8 @@ public slots:
 private:
     QAction *makeAction(const QString &text, const QKeySequence &shortcut);
     void build(QMainWindow *owner, QBDocumentWindow *document, QAction *conversions);
+    // Edit › Select Games Missing From ›, one item per other document.
+    void addMissingGamesMenu(QMenu *edit, QBDocumentWindow *window);
 
     QBDocumentController *m_controller;
     QBGameDataMenus *m_gameDataMenus;
@@ -53,6 +56,7 @@ private:
     QAction *m_openWbfsFile;
     QAction *m_openDatabase;
     QAction *m_export;
+    QAction *m_copyDatabase;
     QAction *m_preferences;
     QAction *m_quit;
     QList<QAction *> m_webLinks;

@@ -101,6 +101,9 @@ public:
     void removeGame();
     void renameGame();
     void recoverRemovedGames();
+    // Selects the games at the arranged indexes, and only them, in the
+    // table and in the grid.
+    void selectGames(const QList<int> &indexes);
     // Adds dropped games, asking what the document asks.
     void addGames(const QList<QVariantMap> &games);
 

@@ -172,6 +172,21 @@ void QBDocumentWindow::setDisplayMode(int mode)
     validateActions();
 }
 
+void QBDocumentWindow::selectGames(const QList<int> &indexes)
+{
+    QAbstractItemModel *games = m_document->gameListController();
+    const std::pair<QAbstractItemView *, std::pair<int, int>> views[] = {
+            {m_tableView, {0, games->columnCount() - 1}},
+            {m_imageBrowserView, {m_imageBrowserView->modelColumn(), m_imageBrowserView->modelColumn()}},
+    };
+    for (const auto &[view, columns] : views) {
+        QItemSelection rows;
+        for (const int row : indexes)
+            rows.select(games->index(row, columns.first), games->index(row, columns.second));
+        view->selectionModel()->select(rows, QItemSelectionModel::ClearAndSelect);
+    }
+}
+
 void QBDocumentWindow::setTableViewColumn(QAction *item)
 {
     const int column = QBGameListModel::columnForKey(item->data().toString());
