@@ -9,6 +9,7 @@
 #include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
 #include "document/qbloaderdrive.h"
+#include "document/qblibrarycache.h"
 #include "gamedata/qbgamecenter.h"
 #include "panels/qbfilenamepattern.h"
 #include "qbscriptedalerts.h"
@@ -24,6 +25,7 @@
 #include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QDir>
 #include <QMimeData>
 #include <QProcess>
 #include <QScopeGuard>
@@ -113,6 +115,8 @@ private slots:
     void unexpectedValues();
     void revealShowsTheFile();
     void removalGivesBackSpace();
+    void libraryCacheFiles_data();
+    void libraryCacheFiles();
     void conversionCommand_data();
     void conversionCommand();
     void skipAlert_data();
@@ -360,6 +364,61 @@ void tst_QBDocument::removalGivesBackSpace()
     QCOMPARE(document->freeSpace(), 9.0f);
     document->removeDidFinish(removed, {});
     QCOMPARE(document->freeSpace(), 10.2f);
+}
+
+void tst_QBDocument::libraryCacheFiles_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QByteArray>("data");
+    // -1: the file is not trusted and goes.
+    QTest::addColumn<int>("games");
+
+    const QString folder = m_dir.filePath(u"cached"_qs);
+    QDir().mkpath(folder);
+    for (const QString &name : {u"a.wbfs"_qs, u"b.wbfs"_qs, u"c.wbfs"_qs}) {
+        QFile file(folder + u'/' + name);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("image") == 5);
+    }
+    const QBLibraryCache::Source source{folder, QBDocument::Folder, false};
+    const QList<QVariantMap> games{game(u"RQAE01"_qs, u"Alpha"_qs, folder + u"/a.wbfs"_qs),
+                                   game(u"RQBE01"_qs, u"Beta"_qs, folder + u"/b.wbfs"_qs)};
+    const QByteArray whole = QBLibraryCache::encode(source, games);
+    QTest::newRow("whole") << folder << whole << 2;
+    QTest::newRow("truncated") << folder << whole.left(whole.size() - 20) << -1;
+    QTest::newRow("another version") << folder << QByteArray(whole).replace("\"palometLibrary\":1", "\"palometLibrary\":2") << -1;
+    QTest::newRow("another folder") << folder << QBLibraryCache::encode({m_dir.path(), 0, false}, games) << -1;
+    QTest::newRow("a recursive listing") << folder << QBLibraryCache::encode({folder, 0, true}, games) << -1;
+    const QString gone = m_dir.filePath(u"gone"_qs);
+    QTest::newRow("a folder that is gone") << gone << QBLibraryCache::encode({gone, 0, false}, {}) << -1;
+    QTest::newRow("a file outside the folder")
+            << folder << QBLibraryCache::encode(source, {game(u"RQAE01"_qs, u"A"_qs, folder + u"/../cached/a.wbfs"_qs)}) << -1;
+    QTest::newRow("not JSON") << folder << QByteArray("\x89PNG\r\n") << -1;
+    // A file that changed since is listed by the browse alone.
+    const QByteArray before = QBLibraryCache::encode(source, games + QList{game(u"RQCE01"_qs, u"C"_qs, folder + u"/c.wbfs"_qs)});
+    QFile changed(folder + u"/c.wbfs"_qs);
+    QVERIFY(changed.open(QIODevice::Append) && changed.write("more") == 4);
+    QTest::newRow("a file changed since") << folder << before << 2;
+}
+
+// What the library cache reads back, and what it refuses (and removes).
+void tst_QBDocument::libraryCacheFiles()
+{
+    QFETCH(QString, folder);
+    QFETCH(QByteArray, data);
+    QFETCH(int, games);
+    const QString cache = m_dir.filePath(u"library"_qs);
+    const QBLibraryCache::Source source{folder, QBDocument::Folder, false};
+    QDir().mkpath(cache);
+    QFile file(cache + u'/' + QBLibraryCache::fileName(source));
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size());
+    file.close();
+    const std::optional<QList<QVariantMap>> read = QBLibraryCache::read(cache, source);
+    QCOMPARE(read ? int(read->size()) : -1, games);
+    QCOMPARE(file.exists(), games >= 0);
+    if (read && !read->isEmpty()) {
+        QCOMPARE(read->first().value(u"title"_qs).toString(), u"Alpha"_qs);
+        QCOMPARE(read->first().value(u"coverPath"_qs).toString(), QBSupportFolder::coverPath(u"RQAE01"_qs));
+    }
 }
 
 void tst_QBDocument::conversionCommand_data()

@@ -14,6 +14,7 @@
 #include "document/qbfilesystem.h"
 #include "document/qbgamefiltermodel.h"
 #include "document/qbgamelistmodel.h"
+#include "document/qblibrarycache.h"
 #include "gamedata/qbdetailspopover.h"
 #include "gamedata/qbdownloadwindow.h"
 #include "gamedata/qbgamecenter.h"
@@ -45,6 +46,7 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QProcess>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
@@ -250,6 +252,8 @@ private slots:
     void filterSortColumnsAndReload();
     void coversAndDatabaseUpdates();
     void databaseDownloadWindow();
+    void reopenedFromTheLibraryCache();
+    void liveSources();
 
 private:
     QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true);
@@ -935,7 +939,7 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QCOMPARE(m_alerts->alerts.first().defaultButton, u"OK"_qs);
     QCOMPARE(notPartition->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
 
-    // A folder that disappears while it is open.
+    // A folder that disappears while it is open: its watcher lists it again.
     QTemporaryDir gone(m_dir.filePath(u"goneXXXXXX"_qs));
     QVERIFY(QFile::copy(m_library.path(u"Delta [RQDK01].ciso"_qs), gone.filePath(u"Delta.ciso"_qs)));
     QBDocumentWindow *folder = open(gone.path(), QBDocument::Folder);
@@ -943,9 +947,8 @@ void tst_QBDocumentWindow::sourcesThatFail()
     QVERIFY(waitListed(folder));
     QCOMPARE(folder->document()->games().size(), 1);
     QVERIFY(gone.remove());
-    folder->reloadAction()->trigger();
+    QTRY_COMPARE(m_alerts->alerts.size(), 2);
     QVERIFY(waitListed(folder));
-    QCOMPARE(m_alerts->alerts.size(), 2);
     QCOMPARE(m_alerts->alerts.last().message, u"'%1' could not be opened correctly."_qs.arg(gone.path()));
     QVERIFY(m_alerts->alerts.last().informativeText.startsWith(u"If you have 'Deep search' checked"_qs));
     QCOMPARE(folder->statusTextField()->text(), u"0 games, 0.0 of 0.0 GB available"_qs);
@@ -1307,6 +1310,105 @@ void tst_QBDocumentWindow::databaseDownloadWindow()
     for (QAction *item : items)
         QVERIFY(item->isEnabled());
     QVERIFY(m_alerts->alerts.isEmpty());
+}
+
+// A folder whose cached listing is out of date: Alpha's record has
+// changed, a file that holds no game is cached as one, Charlie is new.
+void tst_QBDocumentWindow::reopenedFromTheLibraryCache()
+{
+    QTemporaryDir folder(m_dir.filePath(u"cachedXXXXXX"_qs));
+    const QString alpha = folder.filePath(u"Alpha.wbfs"_qs);
+    const QString ghost = folder.filePath(u"Ghost.iso"_qs);
+    QVERIFY(QFile::copy(m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs), alpha));
+    QVERIFY(QFile::copy(m_library.path(u"Charlie [RQCJ01].wia"_qs), folder.filePath(u"Charlie.wia"_qs)));
+    QFile notImage(ghost);
+    QVERIFY(notImage.open(QIODevice::WriteOnly) && notImage.write("no game here") > 0);
+    notImage.close();
+    auto record = [](const QString &id, const QString &title, const QString &filename) {
+        return QVariantMap{{u"id"_qs, id}, {titleKey, title}, {u"filename"_qs, filename}, {u"size"_qs, 0.1f}};
+    };
+    const QBLibraryCache::Source source{folder.path(), QBDocument::Folder, false};
+    QVERIFY(QBLibraryCache::write(QBLibraryCache::folder(), source,
+                                  {record(u"RQAE01"_qs, u"Old Alpha"_qs, alpha), record(u"RQGE01"_qs, u"Ghost"_qs, ghost)}));
+
+    // The browse waits, so that the cached games are seen alone.
+    QBDocumentWindow *window = QBDocumentWindow::create(folder.path(), QBDocument::Folder, 1, *m_menus);
+    QVERIFY(window);
+    m_windows << window;
+    QBDocument *document = window->document();
+    document->blockingQueue()->setSuspended(true);
+    window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window));
+    QTRY_COMPARE(document->gameList()->rowCount(), 2);
+    QVERIFY(document->isBrowsing());
+    QVERIFY(window->browsingIndicator()->isVisible());
+    QCOMPARE(window->statusTextField()->text(), u"Loading ..."_qs);
+    document->gameListController()->sort(QBGameListModel::columnForKey(u"id"_qs), Qt::DescendingOrder);
+    QCOMPARE(values(window, u"id"_qs), (QStringList{u"RQGE01"_qs, u"RQAE01"_qs}));
+    QTableView *table = window->tableView();
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, itemPoint(table, 1));
+    window->detailsAction()->trigger();
+    QVERIFY(document->selectedGame()->value(u"filetype"_qs).toString().isEmpty());
+    const QPointer<QBGameBundle> alphaGame = document->selectedGame()->bundle;
+
+    // The listing updates Alpha in its row, adds Charlie and removes the
+    // ghost: no reset, the selection and the details stay with Alpha.
+    QSignalSpy resets(document->gameList(), &QAbstractItemModel::modelReset);
+    document->blockingQueue()->setSuspended(false);
+    QVERIFY(waitListed(window));
+    QVERIFY(!window->browsingIndicator()->isVisible());
+    QCOMPARE(values(window, u"id"_qs), (QStringList{u"RQCJ01"_qs, u"RQAE01"_qs}));
+    QCOMPARE(resets.size(), 0);
+    QVERIFY(alphaGame && document->gameList()->rowOf(alphaGame) >= 0);
+    QCOMPARE(document->selectedIndexes(), QList<int>{1});
+    QCOMPARE(document->selectedGame()->value(u"filetype"_qs).toString(), u"WBFS/WII"_qs);
+    QVERIFY(QBDetailsPopover::shared()->isVisible());
+    QCOMPARE(m_center->detailsViewOwner(), document);
+    QVERIFY(window->statusTextField()->text().startsWith(u"2 games, "_qs));
+    QVERIFY(m_alerts->alerts.isEmpty());
+    m_center->hideDetailsView();
+
+    // The listing replaced the cached one; a damaged file is replaced too.
+    QTRY_COMPARE(QBLibraryCache::read(QBLibraryCache::folder(), source).value_or(QList<QVariantMap>()).size(), 2);
+    QFile cached(QBLibraryCache::folder() + u'/' + QBLibraryCache::fileName(source));
+    QVERIFY(cached.open(QIODevice::WriteOnly | QIODevice::Truncate) && cached.write("{\"palometLibrary\":") > 0);
+    cached.close();
+    window->close();
+    window = open(folder.path(), QBDocument::Folder);
+    QVERIFY(waitListed(window));
+    QCOMPARE(window->document()->games().size(), 2);
+    QTRY_COMPARE(QBLibraryCache::read(QBLibraryCache::folder(), source).value_or(QList<QVariantMap>()).size(), 2);
+    delete window;
+}
+
+// Images that another program copies into or deletes from an open folder,
+// and a game it adds to an open WBFS file.
+void tst_QBDocumentWindow::liveSources()
+{
+    QTemporaryDir folder(m_dir.filePath(u"liveXXXXXX"_qs));
+    QVERIFY(QFile::copy(m_library.path(u"Alpha Quest [RQAE01].wbfs"_qs), folder.filePath(u"Alpha.wbfs"_qs)));
+    QBDocumentWindow *window = open(folder.path(), QBDocument::Folder);
+    QVERIFY(window);
+    QVERIFY(waitListed(window));
+    QVERIFY(QFile::copy(m_library.path(u"Charlie [RQCJ01].wia"_qs), folder.filePath(u"Charlie.wia"_qs)));
+    QTRY_COMPARE_WITH_TIMEOUT(values(window, u"id"_qs), (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}), 10000);
+    QVERIFY(QFile::remove(folder.filePath(u"Alpha.wbfs"_qs)));
+    QTRY_COMPARE_WITH_TIMEOUT(values(window, u"id"_qs), QStringList{u"RQCJ01"_qs}, 10000);
+    QTRY_VERIFY(window->statusTextField()->text().startsWith(u"1 game, "_qs));
+
+    QTemporaryDir other(m_dir.filePath(u"partXXXXXX"_qs));
+    const QString part = QBTestImages::makeWbfsFile(other.filePath(u"part.wbfs"_qs),
+                                                    {m_library.path(u"Golf [GQGE01].iso"_qs)}, 1);
+    QVERIFY2(!part.isEmpty(), qPrintable(QBTestImages::lastError()));
+    QBDocumentWindow *partition = open(part, QBDocument::Partition);
+    QVERIFY(partition);
+    QVERIFY(waitListed(partition));
+    QVERIFY(QBTestImages::run(u"wwt"_qs, {u"add"_qs, u"--part"_qs, part, u"--quiet"_qs, u"--source"_qs,
+                                          m_library.path(u"Delta [RQDK01].ciso"_qs)}));
+    QTRY_COMPARE_WITH_TIMEOUT(values(partition, u"id"_qs), (QStringList{u"GQGE01"_qs, u"RQDK01"_qs}), 10000);
+    QVERIFY(m_alerts->alerts.isEmpty());
+    delete partition;
+    delete window;
 }
 
 QTEST_MAIN(tst_QBDocumentWindow)

@@ -100,6 +100,7 @@ private slots:
     void downloadsThatCannotStart();
     void coverLanguage_data();
     void coverLanguage();
+    void coverOnDisk();
     void missingCoverIsFetched_data();
     void missingCoverIsFetched();
     void nothingIsFetched_data();
@@ -403,6 +404,45 @@ void tst_QBGameCenter::coverLanguage()
     QFETCH(QString, language);
     QBLanguages::setOverride(languages);
     QCOMPARE(QBImageDownload::coverLanguage(game(u"RMCP01"_qs, region)), language);
+}
+
+void tst_QBGameCenter::coverOnDisk()
+{
+    QBGameCenter center;
+    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
+    QSignalSpy arrived(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverChanged);
+    // Read off the event loop: not cached on return, shown when ready.
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(arrived.wait());
+    QCOMPARE(arrived.size(), 1);
+    QCOMPARE(center.images().value(u"RMCP01"_qs).pixel(0, 0), qRgb(255, 0, 0));
+
+    // From the cache from now on, even when the file goes, also for a game
+    // listed later.
+    QVERIFY(QFile::remove(coverPath(u"RMCP01"_qs)));
+    QVERIFY(center.getImageForGame(game(u"RMCP01"_qs)));
+    QCOMPARE(QBGameBundle(game(u"RMCP01"_qs)).cover().pixel(0, 0), qRgb(255, 0, 0));
+    QTest::qWait(50);
+    QCOMPARE(arrived.size(), 1);
+    QVERIFY(m_server->requests().isEmpty());
+
+    // Within a budget of one cover, the one used least recently leaves
+    // memory and is read again from its file when next asked for.
+    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
+    QVERIFY(QBTestFiles::write(coverPath(u"RSBE01"_qs), png(qRgb(0, 255, 0))));
+    center.setCoverMemoryBudget(center.coverImageBytes());
+    QSignalSpy evicted(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverEvicted);
+    QSignalSpy other(center.coverEntry(u"RSBE01"_qs), &QBCoverEntry::coverChanged);
+    QVERIFY(!center.getImageForGame(game(u"RSBE01"_qs)));
+    QVERIFY(other.wait());
+    QCOMPARE(evicted.size(), 1);
+    QCOMPARE(center.images().keys(), QList{u"RSBE01"_qs});
+    QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
+    QVERIFY(arrived.wait());
+    QCOMPARE(center.images().keys(), QList{u"RMCP01"_qs});
+    QCOMPARE(center.images().value(u"RMCP01"_qs).pixel(0, 0), qRgb(255, 0, 0));
+    QCOMPARE(center.coverImageBytes(), center.images().value(u"RMCP01"_qs).sizeInBytes());
 }
 
 // Which addresses are asked, what ends up on disk and in the cache.

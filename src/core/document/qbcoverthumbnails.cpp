@@ -17,13 +17,18 @@ QBCoverThumbnails::~QBCoverThumbnails()
     m_scalers.waitForDone();
 }
 
-QImage QBCoverThumbnails::thumbnail(const QImage &cover)
+QImage QBCoverThumbnails::cachedThumbnail(qint64 key) const
 {
-    if (cover.isNull())
-        return {};
-    const qint64 key = cover.cacheKey();
+    const QImage *cached = m_cache.object(key);
+    return cached ? *cached : QImage();
+}
+
+QImage QBCoverThumbnails::thumbnail(qint64 key, const QImage &cover)
+{
     if (const QImage *cached = m_cache.object(key))
         return *cached;
+    if (cover.isNull())
+        return {};
     if (m_pending.contains(key))
         return {};
     m_pending.insert(key);

@@ -25,9 +25,15 @@ public:
     ~QBCoverThumbnails() override;
 
     QSize box() const { return m_box; }
-    // The cover scaled to fit the box, keeping its proportions; a null
-    // image while it is being made.
-    QImage thumbnail(const QImage &cover);
+    // The cover scaled to fit the box, keeping its proportions, kept
+    // under key (what names the cover, which outlives the cover itself in
+    // memory); a null image while it is being made.
+    QImage thumbnail(qint64 key, const QImage &cover);
+    QImage thumbnail(const QImage &cover) { return thumbnail(cover.cacheKey(), cover); }
+    // The thumbnail kept under key, or a null image; when isPending, one is
+    // being made and the cover need not be asked for.
+    QImage cachedThumbnail(qint64 key) const;
+    bool isPending(qint64 key) const { return m_pending.contains(key); }
 
     qint64 cachedBytes() const { return qint64(m_cache.totalCost()) * 1024; }
     int pendingCount() const { return int(m_pending.size()); }

@@ -4,8 +4,10 @@
 #include "qbdocumentviews.h"
 #include "qbgamelistmodel.h"
 
+#include <QMultiHash>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QVariantMap>
 
 #include <optional>
@@ -49,6 +51,14 @@ struct QBItemValidation
 // Creation is split between this object and its window: create() does the
 // file-system query and makes the queue; the window then sets up its views
 // and calls registerObservers() and browse(), in that order.
+//
+// The first browse of a folder or a partition starts from the games that
+// the last complete listing of the same source found (QBLibraryCache),
+// listed at once; the browse then updates, adds and, at its end, removes
+// rows in place. A folder, an image or a WBFS file is watched meanwhile
+// (QBSourceWatcher): files that other programs add, change or remove are
+// listed alone or leave the list, and a WBFS file that changes is listed
+// again in place.
 class QBDocument : public QObject
 {
     Q_OBJECT
@@ -185,6 +195,31 @@ private:
 
     void setStatusText(const QString &text);
     void setBrowsing(bool browsing);
+    void queueBrowsingTask();
+
+    // The library cache and live sources (qbdocumentlibrary.cpp).
+    // Starts watching and reading the cached games, beside the first
+    // listing: its reports wait for the cached games.
+    void openLibrary();
+    void listCachedGames(const QList<QVariantMap> &games);
+    // The browse's own reports: what it lists is kept for the cache.
+    void browseDidReport(const QVariantMap &userInfo);
+    // A browse that updates the rows it lists again and removes, at its
+    // end, those it did not list.
+    void browseInPlace();
+    // Updates the row of the same game waiting to be listed again; false
+    // when there is none.
+    bool reconcileGame(const QVariantMap &game);
+    void finishReconciling(bool removeUnlisted);
+    void startWatching();
+    bool isConvertingInto() const;
+    // Lists the files that settled and removes the games of those that
+    // vanished, once the document's own work is done.
+    void takeSourceChanges();
+    void sourceDidVanish();
+    void fileListingDidReport(const QVariantMap &userInfo, const QStringList &files,
+                              QSet<const QBGameBundle *> &listed);
+    void postSpace();
     int arrangedCount() const;
     void setRenomations(int completed, int total);
     // The rows of every game listed with that file, filtered out or not.
@@ -216,4 +251,21 @@ private:
     int m_completedRenomations = 0;
     int m_totalRenomations = 0;
     bool m_renomationFailed = false;
+
+    bool m_libraryOpened = false;
+    bool m_reconciling = false;
+    bool m_readingLibrary = false;
+    QList<QVariantMap> m_heldReports;
+    bool m_browseAgain = false;
+    // Rows to be listed again, by filename and ID.
+    QMultiHash<QString, QPointer<QBGameBundle>> m_unconfirmed;
+    // What the browse under way has listed, for the cache.
+    QList<QVariantMap> m_listedGames;
+    // Changes of the source not yet taken, and files that this document's
+    // conversions and renamings made (listed by them).
+    QSet<QString> m_settledFiles;
+    QSet<QString> m_vanishedFiles;
+    QSet<QString> m_ownFiles;
+    // A WBFS file's size and time after this document's last work on it.
+    std::pair<qint64, qint64> m_sourceStamp{-1, -1};
 };

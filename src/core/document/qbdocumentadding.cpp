@@ -432,6 +432,8 @@ void QBDocument::conversionDidFinish(const QVariantMap &userInfo)
     }
     if (userInfo.value(UserInfoKey::terminationStatus).toInt() != 0)
         return;
+    // Listed here, not again when the folder's watcher sees it.
+    m_ownFiles.insert(filename);
     const bool partition = m_documentType == Partition;
     auto *task = new QBBrowsingTask(QBAdding::listingArguments(m_documentType, m_filename, filename),
                                     partition ? 1 : 0, this);

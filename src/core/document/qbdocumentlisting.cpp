@@ -56,12 +56,20 @@ void QBDocument::browse()
     }
     setBrowsing(true);
     setStatusText(QStringLiteral("Loading ..."));
+    // The first listing starts from the cached games (qbdocumentlibrary.cpp).
+    if (!std::exchange(m_libraryOpened, true))
+        openLibrary();
+    queueBrowsingTask();
+}
+
+void QBDocument::queueBrowsingTask()
+{
     const bool partition = m_documentType == Partition;
     const QStringList arguments = partition
             ? QBBrowsingTask::partitionArguments(m_filename)
             : QBBrowsingTask::folderArguments(m_filename, QBSettings::browseRecursively());
     auto *task = new QBBrowsingTask(arguments, partition ? 1 : 0, this);
-    connect(task, &QBBrowsingTask::browsingDidFinish, this, &QBDocument::browsingDidFinish);
+    connect(task, &QBBrowsingTask::browsingDidFinish, this, &QBDocument::browseDidReport);
     m_blockingQueue->addOperation(task);
 }
 
@@ -69,6 +77,7 @@ void QBDocument::reload()
 {
     if (ownsDetailsView())
         QBGameCenter::sharedGameCenter()->hideDetailsView();
+    finishReconciling(false);
     m_gameList->removeGames(m_gameListController->arrangedSourceRows());
     browse();
 }
@@ -79,6 +88,7 @@ void QBDocument::relist()
     // would show them twice.
     if (ownsDetailsView())
         QBGameCenter::sharedGameCenter()->hideDetailsView();
+    finishReconciling(false);
     QList<int> rows(m_gameList->rowCount());
     std::iota(rows.begin(), rows.end(), 0);
     m_gameList->removeGames(rows);
@@ -89,10 +99,14 @@ void QBDocument::browsingDidFinish(const QVariantMap &userInfo)
 {
     QBGameCenter *center = QBGameCenter::sharedGameCenter();
     if (!userInfo.contains(UserInfoKey::terminationStatus)) {
-        auto bundle = std::make_unique<QBGameBundle>(userInfo.value(UserInfoKey::game).toMap());
-        if (center && center->getImageForGame(bundle->infosDictionary()))
-            center->setFinderImageForGame(bundle->infosDictionary());
-        m_gameList->addGame(std::move(bundle));
+        const QVariantMap game = userInfo.value(UserInfoKey::game).toMap();
+        // A game listed before (from the cache) is updated in its row.
+        if (!m_reconciling || !reconcileGame(game)) {
+            auto bundle = std::make_unique<QBGameBundle>(game);
+            if (center && center->getImageForGame(bundle->infosDictionary()))
+                center->setFinderImageForGame(bundle->infosDictionary());
+            m_gameList->addGame(std::move(bundle), game);
+        }
         const int count = arrangedCount();
         setStatusText(QString::asprintf("%lu game%s found, please wait ...", ulong(count), plural(count)));
         return;

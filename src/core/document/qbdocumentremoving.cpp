@@ -167,10 +167,16 @@ void QBDocument::removeGames(const QList<QBListedGame> &games)
     QVariantList removedList;
     QList<QPointer<QBGameBundle>> bundles;
     for (const QBListedGame &game : games) {
+        // A game whose file went while the question was open (the folder
+        // is watched) has left the list: nothing of it is left to remove.
+        if (!game.bundle)
+            continue;
         records << game.values();
         removedList << game.values();
         bundles << game.bundle;
     }
+    if (records.isEmpty())
+        return;
     const bool partition = m_documentType == Partition;
     auto *task = new QBRemoveTask(QBEditing::removeArguments(m_documentType, m_filename, records),
                                   partition ? 1 : 0, removedList, this);

@@ -60,8 +60,10 @@ void QBDocument::renomationDidFinish(const QVariantMap &userInfo, QBGameBundle *
     // The name the tool reports, which is what the file is now called.
     const QVariant renamed = userInfo.value(UserInfoKey::destinationPath);
     const int status = userInfo.value(UserInfoKey::terminationStatus).toInt();
-    if (game && status == 0 && renamed.isValid())
+    if (game && status == 0 && renamed.isValid()) {
         game->setDetail(GameKey::filename, renamed);
+        m_ownFiles.insert(renamed.toString());
+    }
     m_renomationFailed = m_renomationFailed || status == QBTask::ToolError;
     setRenomations(m_completedRenomations + 1, m_totalRenomations);
     // A failed move may have left its file under either name, or moved it

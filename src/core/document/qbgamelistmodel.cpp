@@ -115,8 +115,16 @@ QVariant QBGameListModel::data(const QModelIndex &index, int role) const
     case RawValueRole:
         return value(index.row(), key);
     case CoverRole: {
-        const QImage cover = row.bundle ? row.bundle->cover() : row.record.value(coverKey).value<QImage>();
+        if (row.bundle)
+            return row.bundle->cover();
+        const QImage cover = row.record.value(coverKey).value<QImage>();
         return cover.isNull() ? QBGameBundle::missingCover() : cover;
+    }
+    case CoverKeyRole: {
+        if (row.bundle)
+            return row.bundle->record()->coverCacheKey();
+        const QImage cover = row.record.value(coverKey).value<QImage>();
+        return (cover.isNull() ? QBGameBundle::missingCover() : cover).cacheKey();
     }
     case TitleRole:
         return QBGameCenter::textForValue(value(index.row(), GameKey::title));
@@ -144,17 +152,29 @@ Qt::ItemFlags QBGameListModel::flags(const QModelIndex &index) const
     return index.isValid() ? flags | Qt::ItemIsDragEnabled : flags;
 }
 
-void QBGameListModel::addGame(std::unique_ptr<QBGameBundle> bundle)
+void QBGameListModel::addGame(std::unique_ptr<QBGameBundle> bundle, const QVariantMap &listed)
 {
-    QBGameBundle *game = bundle.get();
-    connect(game, &QBGameBundle::valueChanged, this,
-            [this, game](const QString &key) { bundleValueChanged(game, key); });
-    connect(game, &QBGameBundle::imageVersionChanged, this, [this, game] { bundleVersionChanged(game); });
-    const int row = int(m_rows.size());
-    beginInsertRows({}, row, row);
-    m_rows.push_back({std::move(bundle), {}, {}});
-    if (m_rowOfValid)
-        m_rowOf.insert(game, row);
+    std::vector<std::pair<std::unique_ptr<QBGameBundle>, QVariantMap>> games;
+    games.emplace_back(std::move(bundle), listed);
+    addGames(std::move(games));
+}
+
+void QBGameListModel::addGames(std::vector<std::pair<std::unique_ptr<QBGameBundle>, QVariantMap>> games)
+{
+    if (games.empty())
+        return;
+    const int first = int(m_rows.size());
+    beginInsertRows({}, first, first + int(games.size()) - 1);
+    m_rows.reserve(m_rows.size() + games.size());
+    for (auto &[bundle, listed] : games) {
+        QBGameBundle *game = bundle.get();
+        connect(game, &QBGameBundle::valueChanged, this,
+                [this, game](const QString &key) { bundleValueChanged(game, key); });
+        connect(game, &QBGameBundle::imageVersionChanged, this, [this, game] { bundleVersionChanged(game); });
+        if (m_rowOfValid)
+            m_rowOf.insert(game, int(m_rows.size()));
+        m_rows.push_back({std::move(bundle), {}, listed, {}});
+    }
     endInsertRows();
 }
 
@@ -166,7 +186,7 @@ void QBGameListModel::addRecords(const QList<QVariantMap> &records)
     beginInsertRows({}, first, first + int(records.size()) - 1);
     m_rows.reserve(m_rows.size() + size_t(records.size()));
     for (const QVariantMap &record : records)
-        m_rows.push_back({nullptr, record, {}});
+        m_rows.push_back({nullptr, record, {}, {}});
     endInsertRows();
 }
 
@@ -193,6 +213,49 @@ void QBGameListModel::removeGames(const QList<int> &rows)
     m_rowOf.clear();
     m_rowOfValid = false;
     endResetModel();
+}
+
+void QBGameListModel::removeGamesInPlace(const QList<int> &rows)
+{
+    QList<int> sorted;
+    for (const int row : rows) {
+        if (row >= 0 && size_t(row) < m_rows.size())
+            sorted << row;
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    // From the last run back, so that the rows before keep their numbers.
+    while (!sorted.isEmpty()) {
+        const int last = sorted.takeLast();
+        int first = last;
+        while (!sorted.isEmpty() && sorted.last() == first - 1)
+            first = sorted.takeLast();
+        beginRemoveRows({}, first, last);
+        m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
+        m_rowOf.clear();
+        m_rowOfValid = false;
+        endRemoveRows();
+    }
+}
+
+QVariantMap QBGameListModel::listedRecord(int row) const
+{
+    return row < 0 || size_t(row) >= m_rows.size() ? QVariantMap() : m_rows[size_t(row)].listed;
+}
+
+bool QBGameListModel::updateListedRecord(int row, const QVariantMap &listed)
+{
+    QBGameBundle *game = bundle(row);
+    if (!game || m_rows[size_t(row)].listed == listed)
+        return false;
+    m_rows[size_t(row)].listed = listed;
+    QVariantMap entries = listed;
+    const QBGameCenter *center = QBGameCenter::sharedGameCenter();
+    if (center && center->hasDatabase())
+        entries.insert(QBGameBundle::databaseEntries(center->databaseRecord(listed.value(GameKey::id).toString())));
+    mergeEntries({{row, entries}});
+    game->setImageSubtitle(QBGameBundle::subtitle(game->infosDictionary()));
+    return true;
 }
 
 QBListedGame QBGameListModel::game(int row) const

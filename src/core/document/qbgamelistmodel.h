@@ -41,7 +41,10 @@ public:
         // What the cover grid draws: the cover (the missing-cover picture
         // when there is none), the title, "FILETYPE, SIZE GB", and the
         // version that changes when a downloaded cover must be redrawn.
+        // The cover is null while it is read again after leaving memory;
+        // CoverKeyRole names it all the same (QBGameRecord::coverCacheKey).
         CoverRole,
+        CoverKeyRole,
         TitleRole,
         SubtitleRole,
         VersionRole,
@@ -60,11 +63,25 @@ public:
     // Every game can be dragged to another document.
     Qt::ItemFlags flags(const QModelIndex &index) const override;
 
-    // Takes the bundle; its changes show in its row from now on.
-    void addGame(std::unique_ptr<QBGameBundle> bundle);
+    // Takes the bundle; its changes show in its row from now on. listed is
+    // the game record as the tool gave it, before any merge.
+    void addGame(std::unique_ptr<QBGameBundle> bundle, const QVariantMap &listed = {});
+    // Several at once, announced as one insertion.
+    void addGames(std::vector<std::pair<std::unique_ptr<QBGameBundle>, QVariantMap>> games);
     void addRecords(const QList<QVariantMap> &records);
     // Removes the rows (any order, no duplicates) and deletes their bundles.
     void removeGames(const QList<int> &rows);
+    // The same, announced as removals of the runs of rows rather than as a
+    // reset, so that views keep their selection and their place: for a few
+    // rows among many.
+    void removeGamesInPlace(const QList<int> &rows);
+
+    QVariantMap listedRecord(int row) const;
+    // The tool has listed the game of the row again: its record takes the
+    // new values, with the database's merged over them as when the bundle
+    // was made, announced as one change of the row. Nothing happens (false)
+    // when the tool said the same as before.
+    bool updateListedRecord(int row, const QVariantMap &listed);
 
     QBListedGame game(int row) const;
     QBGameBundle *bundle(int row) const;
@@ -96,6 +113,7 @@ private:
     {
         std::unique_ptr<QBGameBundle> bundle;
         QVariantMap record;
+        QVariantMap listed;
         // Indexed like foldKeys(), whose first keys are the columns.
         mutable std::vector<Cell> cells;
     };

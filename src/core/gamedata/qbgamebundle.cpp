@@ -79,7 +79,7 @@ std::unique_ptr<QBGameBundle> QBGameBundle::decode(QDataStream &in)
 
 QImage QBGameBundle::cover() const
 {
-    return m_record->value(coverKey).value<QImage>();
+    return m_record->cover();
 }
 
 QString QBGameBundle::imageTitle() const

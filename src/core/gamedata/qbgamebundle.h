@@ -59,6 +59,8 @@ public:
     QVariant value(const QString &key) const { return m_record->value(key); }
     void setDetail(const QString &key, const QVariant &value) { m_record->setValue(key, value); }
 
+    // Null while a cover evicted from memory is read again (see
+    // QBGameRecord::cover).
     QImage cover() const;
     QImage imageRepresentation() const { return cover(); }
     QString imageTitle() const;

@@ -128,6 +128,26 @@ QBCoverEntry *QBGameCenter::coverEntry(const QString &id)
     return m_coverCache->coverEntry(id);
 }
 
+void QBGameCenter::setCoverMemoryBudget(qint64 bytes)
+{
+    m_coverCache->setMemoryBudget(bytes);
+}
+
+qint64 QBGameCenter::coverImageBytes() const
+{
+    return m_coverCache->imageBytes();
+}
+
+void QBGameCenter::touchImage(const QString &id)
+{
+    m_coverCache->touchImage(id);
+}
+
+bool QBGameCenter::isReadingCovers() const
+{
+    return m_coverCache->isReading();
+}
+
 // --- The details view -----------------------------------------------------
 
 void QBGameCenter::setDetailsViewOwner(QObject *owner)

@@ -127,6 +127,12 @@ public:
     void setImage(const QString &id, const QImage &image);
     const QSet<QString> &imagesDownloading() const;
     QBCoverEntry *coverEntry(const QString &id);
+    // The covers in memory stay within a budget (QBCoverCache); an evicted
+    // one is read again when next asked for. touchImage marks one as used.
+    void setCoverMemoryBudget(qint64 bytes);
+    qint64 coverImageBytes() const;
+    void touchImage(const QString &id);
+    bool isReadingCovers() const;
 
     QBOperationQueue *operationQueue() const { return m_operationQueue; }
     QNetworkAccessManager *networkAccessManager() const { return m_network; }

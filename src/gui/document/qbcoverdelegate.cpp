@@ -101,7 +101,12 @@ void QBCoverDelegate::paintGridCell(QPainter *painter, const QStyleOptionViewIte
 void QBCoverDelegate::paintCover(QPainter *painter, const QRect &box, const QModelIndex &index,
                                  Qt::Alignment alignment) const
 {
-    const QImage thumbnail = m_thumbnails->thumbnail(index.data(QBGameListModel::CoverRole).value<QImage>());
+    // The thumbnail is kept under the cover's key, so that a cover that
+    // has left memory is not read again while its thumbnail is kept.
+    const qint64 key = index.data(QBGameListModel::CoverKeyRole).toLongLong();
+    QImage thumbnail = m_thumbnails->cachedThumbnail(key);
+    if (thumbnail.isNull() && !m_thumbnails->isPending(key))
+        thumbnail = m_thumbnails->thumbnail(key, index.data(QBGameListModel::CoverRole).value<QImage>());
     const qreal ratio = painter->device() ? painter->device()->devicePixelRatioF() : 1.0;
     if (thumbnail.isNull()) {
         // Not made yet: a frame where the cover will be.

@@ -15,6 +15,7 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QProgressBar>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTimer>
@@ -151,11 +152,22 @@ void QBDocumentWindow::buildWidgets()
     m_statusTextField->setObjectName(QStringLiteral("statusTextField"));
     m_statusTextField->setAlignment(Qt::AlignCenter);
     statusBar()->setSizeGripEnabled(false);
+    // While the source is listed (also behind the cached games shown at
+    // once), a busy bar says that the list is being checked.
+    m_browsingIndicator = new QProgressBar;
+    m_browsingIndicator->setObjectName(QStringLiteral("browsingIndicator"));
+    m_browsingIndicator->setRange(0, 0);
+    m_browsingIndicator->setTextVisible(false);
+    m_browsingIndicator->setFixedSize(80, 10);
+    m_browsingIndicator->setVisible(false);
     statusBar()->addWidget(m_reloadButton);
     statusBar()->addWidget(m_statusTextField, 1);
+    statusBar()->addPermanentWidget(m_browsingIndicator);
     connect(m_document, &QBDocument::statusTextChanged, m_statusTextField, &QLabel::setText);
-    connect(m_document, &QBDocument::isBrowsingChanged, m_reloadButton,
-            [this](bool browsing) { m_reloadButton->setEnabled(!browsing); });
+    connect(m_document, &QBDocument::isBrowsingChanged, m_reloadButton, [this](bool browsing) {
+        m_reloadButton->setEnabled(!browsing);
+        m_browsingIndicator->setVisible(browsing);
+    });
 }
 
 QToolButton *QBDocumentWindow::displayModeSegment(int segment) const

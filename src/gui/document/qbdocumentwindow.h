@@ -19,6 +19,7 @@ class QLineEdit;
 class QListView;
 class QMenu;
 class QMimeData;
+class QProgressBar;
 class QStackedWidget;
 class QTableView;
 class QTimer;
@@ -63,6 +64,7 @@ public:
     QToolButton *reloadButton() const { return m_reloadButton; }
     QLineEdit *searchField() const { return m_searchField; }
     QLabel *statusTextField() const { return m_statusTextField; }
+    QProgressBar *browsingIndicator() const { return m_browsingIndicator; }
     // The context menu of the games, in the table and in the grid.
     QMenu *gameMenu() const { return m_gameMenu; }
     QMenu *searchMenu() const { return m_searchMenu; }
@@ -159,6 +161,7 @@ private:
     QToolButton *m_reloadButton = nullptr;
     QLineEdit *m_searchField = nullptr;
     QLabel *m_statusTextField = nullptr;
+    QProgressBar *m_browsingIndicator = nullptr;
     QWidget *m_displayModeControl = nullptr;
     QButtonGroup *m_displayModeGroup = nullptr;
     QMenu *m_gameMenu = nullptr;
