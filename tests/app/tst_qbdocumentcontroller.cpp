@@ -271,9 +271,9 @@ void tst_QBDocumentController::startUpSeedsOncePerBuild()
     QSettings settings;
     QCOMPARE(settings.value(SettingsKey::lastVersion).toInt(), build);
     QCOMPARE(settings.value(SettingsKey::firstAlert).toBool(), true);
-    QFile resource(QBDocumentController::defaultsResource);
-    QVERIFY(resource.open(QIODevice::ReadOnly));
-    const QVariantMap defaults = QJsonDocument::fromJson(resource.readAll()).object().toVariantMap();
+    const QVariantMap defaults =
+            QJsonDocument::fromJson(QBTestFiles::read(QBDocumentController::defaultsResource)).object().toVariantMap();
+    QVERIFY(!defaults.isEmpty());
     // Every key is stored; the one set before the launch keeps its value.
     for (auto it = defaults.cbegin(); it != defaults.cend(); ++it)
         QVERIFY2(settings.contains(it.key()), qPrintable(it.key()));

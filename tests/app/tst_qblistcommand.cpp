@@ -218,8 +218,7 @@ void tst_QBListCommand::printsEachGameAtOnceAndEndsWithItsTool()
     QIODevice *lines = closePipe ? static_cast<QIODevice *>(&reader) : &process;
     process.start(QStringLiteral(PALOMET_PATH), {u"--list"_qs, m_library.folder});
     const auto readPid = [&pidFile] {
-        QFile file(pidFile);
-        return pid_t(file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLong() : 0);
+        return pid_t(QBTestFiles::read(pidFile).trimmed().toLong());
     };
     QTRY_VERIFY(readPid() > 0);
     const pid_t toolPid = readPid();

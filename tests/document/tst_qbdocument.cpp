@@ -163,9 +163,7 @@ void tst_QBDocument::initTestCase()
     m_environment.insert(u"XDG_CONFIG_HOME"_qs, m_dir.filePath(u"config"_qs));
     m_environment.insert(u"XDG_DATA_HOME"_qs, m_dir.filePath(u"data"_qs));
     QVERIFY(QDir().mkpath(m_dir.filePath(u"data/palomet/covers"_qs)));
-    QImage cover(8, 8, QImage::Format_RGB32);
-    cover.fill(Qt::red);
-    QVERIFY(cover.save(m_dir.filePath(u"data/palomet/covers/RQAE01.png"_qs)));
+    QVERIFY(QBTestFiles::picture(qRgb(255, 0, 0)).save(m_dir.filePath(u"data/palomet/covers/RQAE01.png"_qs)));
 }
 
 void tst_QBDocument::cleanupTestCase()
@@ -284,10 +282,8 @@ void tst_QBDocument::libraryCacheFiles_data()
 
     const QString folder = m_dir.filePath(u"cached"_qs);
     QDir().mkpath(folder);
-    for (const QString &name : {u"a.wbfs"_qs, u"b.wbfs"_qs, u"c.wbfs"_qs}) {
-        QFile file(folder + u'/' + name);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("image") == 5);
-    }
+    for (const QString &name : {u"a.wbfs"_qs, u"b.wbfs"_qs, u"c.wbfs"_qs})
+        QVERIFY(QBTestFiles::write(folder + u'/' + name, "image"));
     const QBLibraryCache::Source source{folder, QBDocument::Folder, false};
     const QList<QVariantMap> games{game(u"RQAE01"_qs, u"Alpha"_qs, folder + u"/a.wbfs"_qs),
                                    game(u"RQBE01"_qs, u"Beta"_qs, folder + u"/b.wbfs"_qs)};
@@ -318,12 +314,11 @@ void tst_QBDocument::libraryCacheFiles()
     const QString cache = m_dir.filePath(u"library"_qs);
     const QBLibraryCache::Source source{folder, QBDocument::Folder, false};
     QDir().mkpath(cache);
-    QFile file(cache + u'/' + QBLibraryCache::fileName(source));
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(data) == data.size());
-    file.close();
+    const QString file = cache + u'/' + QBLibraryCache::fileName(source);
+    QVERIFY(QBTestFiles::write(file, data));
     const std::optional<QList<QVariantMap>> read = QBLibraryCache::read(cache, source);
     QCOMPARE(read ? int(read->size()) : -1, games);
-    QCOMPARE(file.exists(), games >= 0);
+    QCOMPARE(QFile::exists(file), games >= 0);
     if (read && !read->isEmpty()) {
         QCOMPARE(read->first().value(u"title"_qs).toString(), u"Alpha"_qs);
         QCOMPARE(read->first().value(u"coverPath"_qs).toString(), QBSupportFolder::coverPath(u"RQAE01"_qs));
@@ -605,9 +600,7 @@ void tst_QBDocument::fatDrive()
     // none of.
     QCOMPARE(QBLoaderDrive::put(mount, QBLoaderDrive::databasePath(), "<datafile/>", false), QBLoaderDrive::Put::Written);
     QCOMPARE(QBLoaderDrive::put(mount, QBLoaderDrive::databasePath(), "other", false), QBLoaderDrive::Put::Exists);
-    QFile written(mount + u"/apps/usbloader_gx/wiitdb.xml"_qs);
-    QVERIFY(written.open(QIODevice::ReadOnly));
-    QCOMPARE(written.readAll(), QByteArray("<datafile/>"));
+    QCOMPARE(QBTestFiles::read(mount + u"/apps/usbloader_gx/wiitdb.xml"_qs), QByteArray("<datafile/>"));
 }
 
 tst_QBDocument::Run tst_QBDocument::sync(const QStringList &arguments)

@@ -485,11 +485,10 @@ void tst_QBGameCenter::missingCoverIsFetched()
     QCOMPARE(cachedWhenPosted, cached);
     QVERIFY(!inFlightWhenPosted);
     QCOMPARE(center.images().contains(u"RMCP01"_qs), cached);
-    QFile file(coverPath(u"RMCP01"_qs));
-    QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), served);
-    QVERIFY(!QFileInfo(file.fileName()).isSymLink() && !QFile::exists(victim));
+    QCOMPARE(QBTestFiles::read(coverPath(u"RMCP01"_qs)), served);
+    QVERIFY(!QFileInfo(coverPath(u"RMCP01"_qs)).isSymLink() && !QFile::exists(victim));
     // The download's own file went.
-    QCOMPARE(QFileInfo(file.fileName()).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
+    QCOMPARE(QFileInfo(coverPath(u"RMCP01"_qs)).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
              served.isEmpty() ? 0 : 1);
 }
 
