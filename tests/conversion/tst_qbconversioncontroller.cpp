@@ -14,7 +14,6 @@
 #include "tasks/qboperationqueue.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
 #include <QFile>
 #include <QSignalSpy>
 #include <QStandardPaths>

@@ -14,7 +14,6 @@
 #include "tasks/qboperationqueue.h"
 
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDBusUnixFileDescriptor>
 #include <QGuiApplication>
 #include <QIcon>

@@ -20,7 +20,6 @@
 #include <QCborMap>
 #include <QCborValue>
 #include <QDBusConnection>
-#include <QDBusConnectionInterface>
 #include <QDateTime>
 #include <QDirIterator>
 #include <QJsonDocument>
@@ -30,7 +29,6 @@
 #include <QProcess>
 #include <QScopeGuard>
 #include <QSettings>
-#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>

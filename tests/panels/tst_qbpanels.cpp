@@ -19,7 +19,6 @@
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QMenu>
-#include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
