@@ -364,8 +364,6 @@ void tst_QBDocument::renamedPath()
 {
     QFETCH(QString, path);
     QTEST(QBEditing::renamedPath(path, u"B"_qs), "renamed");
-    QCOMPARE(QBEditing::moveArguments(path, u"/v/B.x"_qs),
-             (QStringList{u"move"_qs, u"--source"_qs, path, u"--dest"_qs, u"/v/B.x"_qs, u"--sections"_qs}));
 }
 
 void tst_QBDocument::carriesTheRecords()
