@@ -5,18 +5,20 @@
 #include "tasks/qbconversionbundle.h"
 #include "tasks/qbconversiontask.h"
 
-// A wit conversion with a fresh bundle, as a document prepares it.
+// A conversion's bundle as a document prepares it, waiting its turn.
+inline QVariantMap waitingBundle(const QString &source, const QString &destination)
+{
+    return {{BundleKey::game, QVariantMap{{GameKey::id, u"RQAE01"_qs}}}, {BundleKey::sourcePath, source},
+            {BundleKey::destinationPath, destination},   {BundleKey::display, u"Convert '%1'"_qs.arg(source)},
+            {BundleKey::percent, 0.0},                    {BundleKey::isWaiting, true},
+            {BundleKey::infos, u"Waiting ..."_qs}};
+}
+
+// A wit conversion with a fresh bundle.
 inline QBConversionTask *conversion(const QStringList &arguments, const QString &source,
                                     const QString &destination)
 {
-    auto *bundle = new QBConversionBundle({{BundleKey::game, QVariantMap{{GameKey::id, u"RQAE01"_qs}}},
-                                           {BundleKey::sourcePath, source},
-                                           {BundleKey::destinationPath, destination},
-                                           {BundleKey::display, u"Convert '%1'"_qs.arg(source)},
-                                           {BundleKey::percent, 0.0},
-                                           {BundleKey::isWaiting, true},
-                                           {BundleKey::infos, u"Waiting ..."_qs}});
-    return new QBConversionTask(arguments, 0, bundle, nullptr);
+    return new QBConversionTask(arguments, 0, new QBConversionBundle(waitingBundle(source, destination)), nullptr);
 }
 
 // A fake tool script line that prints one progress section.

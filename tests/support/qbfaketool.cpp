@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbfaketool.h"
+#include "qbtestfiles.h"
 
 #include "base/qbsupportfolder.h"
 
@@ -38,18 +39,14 @@ QString QBFakeTool::supportFolder() const
 void QBFakeTool::setScript(const QString &script)
 {
     const QString path = m_dir.filePath(QStringLiteral("script.txt"));
-    QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(script.toUtf8());
+    QBTestFiles::write(path, script.toUtf8());
     qputenv("FAKETOOL_SCRIPT", path.toLocal8Bit());
 }
 
 QStringList QBFakeTool::invocations() const
 {
-    QFile file(m_dir.filePath(QStringLiteral("invocations.log")));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+    return QString::fromUtf8(QBTestFiles::read(m_dir.filePath(QStringLiteral("invocations.log"))))
+            .split(u'\n', Qt::SkipEmptyParts);
 }
 
 QString QBFakeTool::markCommand(const QString &file, const QString &word) const

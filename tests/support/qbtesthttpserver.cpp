@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "qbtesthttpserver.h"
+#include "qbtestfiles.h"
 
 #include <QProcess>
 #include <QSslConfiguration>
@@ -18,24 +19,17 @@ QSslConfiguration serverConfiguration()
         QSslConfiguration server = QSslConfiguration::defaultConfiguration();
         QTemporaryDir dir;
         QProcess openssl;
+        const QString args = QStringLiteral("req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 "
+                                            "-subj /CN=127.0.0.1 -addext subjectAltName=IP:127.0.0.1 -keyout %1 -out %2");
         openssl.start(QStringLiteral("openssl"),
-                      {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"), QStringLiteral("ec"),
-                       QStringLiteral("-pkeyopt"), QStringLiteral("ec_paramgen_curve:prime256v1"),
-                       QStringLiteral("-nodes"), QStringLiteral("-days"), QStringLiteral("2"),
-                       QStringLiteral("-subj"), QStringLiteral("/CN=127.0.0.1"), QStringLiteral("-addext"),
-                       QStringLiteral("subjectAltName=IP:127.0.0.1"), QStringLiteral("-keyout"),
-                       dir.filePath(QStringLiteral("key.pem")), QStringLiteral("-out"),
-                       dir.filePath(QStringLiteral("cert.pem"))});
+                      args.split(u' ').replaceInStrings(QStringLiteral("%1"), dir.filePath(QStringLiteral("key.pem")))
+                              .replaceInStrings(QStringLiteral("%2"), dir.filePath(QStringLiteral("cert.pem"))));
         if (!openssl.waitForFinished(30000) || openssl.exitCode() != 0) {
             qWarning("openssl could not make a certificate: %s", openssl.readAllStandardError().constData());
             return server;
         }
-        QFile key(dir.filePath(QStringLiteral("key.pem")));
-        QFile certificate(dir.filePath(QStringLiteral("cert.pem")));
-        key.open(QIODevice::ReadOnly);
-        certificate.open(QIODevice::ReadOnly);
-        server.setPrivateKey(QSslKey(key.readAll(), QSsl::Ec));
-        server.setLocalCertificate(QSslCertificate(certificate.readAll()));
+        server.setPrivateKey(QSslKey(QBTestFiles::read(dir.filePath(QStringLiteral("key.pem"))), QSsl::Ec));
+        server.setLocalCertificate(QSslCertificate(QBTestFiles::read(dir.filePath(QStringLiteral("cert.pem")))));
         QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
         trusting.addCaCertificate(server.localCertificate());
         QSslConfiguration::setDefaultConfiguration(trusting);
@@ -44,11 +38,6 @@ QSslConfiguration serverConfiguration()
     return configuration;
 }
 
-}
-
-QBTestHttpServer::QBTestHttpServer(QObject *parent)
-    : QBTestHttpServer(Scheme::Http, parent)
-{
 }
 
 QBTestHttpServer::QBTestHttpServer(Scheme scheme, QObject *parent)

@@ -34,8 +34,7 @@ public:
     };
     enum class Scheme { Http, Https };
 
-    explicit QBTestHttpServer(QObject *parent = nullptr);
-    explicit QBTestHttpServer(Scheme scheme, QObject *parent = nullptr);
+    explicit QBTestHttpServer(Scheme scheme = Scheme::Http, QObject *parent = nullptr);
 
     // The server's root, "http(s)://127.0.0.1:PORT"; empty if it cannot
     // listen.

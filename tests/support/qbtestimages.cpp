@@ -214,25 +214,15 @@ bool makeLibrary(const QString &root, Library *library)
         {"Ça märche – 日本 [RQFP01].wdf", "RQFP01", "Ça märche – Ünïcödé 日本"},
         {"sub/Echo [RQEE01].wdf", "RQEE01", "Echo Below"},
     };
+    const auto path = [library](const char *file) { return library->path(QString::fromUtf8(file)); };
     for (const Image &image : wii) {
-        if (makeWiiImage(library->path(QString::fromUtf8(image.file)), QString::fromLatin1(image.id),
-                         QString::fromUtf8(image.title))
-                    .isEmpty())
+        if (makeWiiImage(path(image.file), QString::fromLatin1(image.id), QString::fromUtf8(image.title)).isEmpty())
             return false;
     }
-    if (makeGameCubeImage(library->path(QStringLiteral("Golf [GQGE01].iso")), QStringLiteral("GQGE01"),
-                          QStringLiteral("Golf Cube"))
-                .isEmpty())
+    if (makeGameCubeImage(path("Golf [GQGE01].iso"), QStringLiteral("GQGE01"), QStringLiteral("Golf Cube")).isEmpty()
+        || makeWbfsFile(library->container, {path(wii[0].file), path(wii[1].file), path("Golf [GQGE01].iso")}).isEmpty())
         return false;
-    if (makeWbfsFile(library->container,
-                     {library->path(QStringLiteral("Alpha Quest [RQAE01].wbfs")),
-                      library->path(QStringLiteral("Beta [RQBP01].iso")),
-                      library->path(QStringLiteral("Golf [GQGE01].iso"))})
-                .isEmpty())
-        return false;
-    library->topLevelIds = QStringList{QStringLiteral("GQGE01"), QStringLiteral("RQAE01"),
-                                       QStringLiteral("RQBP01"), QStringLiteral("RQCJ01"),
-                                       QStringLiteral("RQDK01"), QStringLiteral("RQFP01")};
+    library->topLevelIds = QStringLiteral("GQGE01 RQAE01 RQBP01 RQCJ01 RQDK01 RQFP01").split(u' ');
     library->allIds = library->topLevelIds + QStringList{QStringLiteral("RQEE01")};
     library->allIds.sort();
     return true;

@@ -52,32 +52,27 @@ QByteArray make(const QList<Entry> &entries)
             put16(extra, quint16(12 + entry.hardLinkTarget.size()));
             extra += QByteArray(12, '\0') + entry.hardLinkTarget;
         }
-        // Local header: no data descriptor, UTF-8 names.
+        // What the local header and the central directory entry share: UTF-8
+        // names, no data descriptor, no time.
+        QByteArray common;
+        put16(common, 0x0800);
+        put16(common, method);
+        put32(common, 0);
+        put32(common, crc);
+        put32(common, quint32(data.size()));
+        put32(common, quint32(entry.data.size()));
+        put16(common, quint16(fileName.size()));
+        put16(common, quint16(extra.size()));
         put32(archive, 0x04034b50);
         put16(archive, 20);
-        put16(archive, 0x0800);
-        put16(archive, method);
-        put32(archive, 0);
-        put32(archive, crc);
-        put32(archive, quint32(data.size()));
-        put32(archive, quint32(entry.data.size()));
-        put16(archive, quint16(fileName.size()));
-        put16(archive, quint16(extra.size()));
-        archive += fileName + extra + data;
-        // Its central directory entry, made on Unix.
+        archive += common + fileName + extra + data;
+        // The central entry, made on Unix; no comment, disk 0, no attributes
+        // but the mode.
         put32(directory, 0x02014b50);
         put16(directory, (3 << 8) | 20);
         put16(directory, 20);
-        put16(directory, 0x0800);
-        put16(directory, method);
+        directory += common;
         put32(directory, 0);
-        put32(directory, crc);
-        put32(directory, quint32(data.size()));
-        put32(directory, quint32(entry.data.size()));
-        put16(directory, quint16(fileName.size()));
-        put16(directory, quint16(extra.size()));
-        put16(directory, 0);
-        put16(directory, 0);
         put16(directory, 0);
         put32(directory, entry.mode << 16);
         put32(directory, offset);
@@ -86,8 +81,7 @@ QByteArray make(const QList<Entry> &entries)
     const quint32 directoryOffset = quint32(archive.size());
     archive += directory;
     put32(archive, 0x06054b50);
-    put16(archive, 0);
-    put16(archive, 0);
+    put32(archive, 0);
     put16(archive, quint16(entries.size()));
     put16(archive, quint16(entries.size()));
     put32(archive, quint32(directory.size()));

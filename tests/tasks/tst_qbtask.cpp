@@ -3,6 +3,7 @@
 // each tool command reads from the real wit and wwt (and from the fake tool
 // where the real ones cannot be made to misbehave) and posts, and the queue
 // that runs them.
+#include "../conversion/qbconversiontestutil.h"
 #include "base/qbgameid.h"
 #include "base/qbkeys.h"
 #include "base/qbsettings.h"
@@ -162,17 +163,6 @@ QString script(const QByteArray &output, int pauseMs = 30)
         text += u"\npause %1\n"_qs.arg(pauseMs);
     }
     return text;
-}
-
-QVariantMap waitingBundle(const QString &source, const QString &destination)
-{
-    return {{BundleKey::game, QVariantMap{{GameKey::id, u"RQAE01"_qs}}},
-            {BundleKey::sourcePath, source},
-            {BundleKey::destinationPath, destination},
-            {BundleKey::display, u"Convert"_qs},
-            {BundleKey::percent, 0.0},
-            {BundleKey::isWaiting, true},
-            {BundleKey::infos, u"Waiting ..."_qs}};
 }
 
 // One conversion, with everything it reported.
