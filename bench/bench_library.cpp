@@ -37,6 +37,7 @@ namespace {
 constexpr int fileCount = 1000;
 constexpr int distinctCount = 20;
 constexpr int liveCount = 5;
+constexpr int crowdCount = 30000;
 constexpr int timeoutMs = 120000;
 
 [[noreturn]] void fail(const QString &message)
@@ -179,6 +180,29 @@ double timeChange(const QBDocument *document, const std::function<bool()> &chang
     return elapsedMs(timer);
 }
 
+// The longest time the event loop went without turning while it ran.
+class HoldMeter : public QObject
+{
+public:
+    HoldMeter()
+    {
+        connect(&m_tick, &QTimer::timeout, this, [this] {
+            const qint64 now = m_clock.nsecsElapsed();
+            m_longestMs = std::max(m_longestMs, double(now - m_last) / 1e6);
+            m_last = now;
+        });
+        m_clock.start();
+        m_tick.start(1);
+    }
+    double longestMs() const { return m_longestMs; }
+
+private:
+    QElapsedTimer m_clock;
+    QTimer m_tick;
+    qint64 m_last = 0;
+    double m_longestMs = 0;
+};
+
 }
 
 int main(int argc, char **argv)
@@ -242,6 +266,39 @@ int main(int argc, char **argv)
     }
     delete window;
 
+    // A crowded folder: tens of thousands of files that hold no game and
+    // one image. The window keeps turning while the folder is listed and
+    // watched, and an image copied in still shows up.
+    const QString crowded = dir.filePath(QStringLiteral("crowded"));
+    QDir().mkpath(crowded);
+    for (int i = 0; i < crowdCount; ++i) {
+        QFile note(crowded + QStringLiteral("/note-%1.txt").arg(i));
+        if (!note.open(QIODevice::WriteOnly))
+            fail(QStringLiteral("cannot write %1").arg(note.fileName()));
+    }
+    if (!QFile::copy(originals.at(0), crowded + QStringLiteral("/game.wdf")))
+        fail(QStringLiteral("cannot copy into the crowded folder"));
+    double crowdListedMs = 0;
+    double crowdHoldMs = 0;
+    double crowdAppearMs = 0;
+    {
+        HoldMeter meter;
+        QElapsedTimer opened;
+        opened.start();
+        window = QBDocumentWindow::create(crowded, 0, 1, menus);
+        window->show();
+        while (window->document()->isBrowsing() && opened.elapsed() < timeoutMs)
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        crowdListedMs = elapsedMs(opened);
+        QTimer::singleShot(1000, &pause, &QEventLoop::quit);
+        pause.exec();
+        crowdAppearMs = timeChange(window->document(), [&] {
+            return QFile::copy(originals.at(1), crowded + QStringLiteral("/new.wdf"));
+        }, 2);
+        crowdHoldMs = meter.longestMs();
+        delete window;
+    }
+
     std::printf("reopening a folder of %d images, %d runs (medians, worst in brackets)\n", fileCount, runs);
     std::printf("  (a) wit list to the null device: %.1f ms (%.1f)\n", median(tool), worst(tool));
     std::printf("  (b) open to the cached rows in the model: %.1f ms (%.1f)\n", median(rows), worst(rows));
@@ -252,6 +309,9 @@ int main(int argc, char **argv)
                 liveCount);
     std::printf("  appeared: median %.0f ms, worst %.0f ms; left: median %.0f ms, worst %.0f ms (goal 2000 ms)\n",
                 median(appear), worst(appear), median(vanish), worst(vanish));
+    std::printf("crowded folder, %d files without a game and 1 image: listed in %.0f ms; an image copied in "
+                "appeared after %.0f ms; longest event-loop hold %.1f ms\n",
+                crowdCount, crowdListedMs, crowdAppearMs, crowdHoldMs);
     std::printf("reopen/list ratio %.3f\n", median(rows) / median(tool));
     return 0;
 }
