@@ -16,6 +16,7 @@
 #include "gamedata/qbgamedatamenus.h"
 #include "panels/qbconvertpanel.h"
 #include "panels/qbtokenfield.h"
+#include "qbbenchsupport.h"
 #include "tasks/qboperationqueue.h"
 
 #include <QApplication>
@@ -38,29 +39,9 @@
 
 namespace {
 
-struct Figures
-{
-    QList<double> ms;
-
-    double median() const
-    {
-        QList<double> sorted = ms;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted.isEmpty() ? 0 : sorted.at(sorted.size() / 2);
-    }
-    double worst() const { return ms.isEmpty() ? 0 : *std::max_element(ms.begin(), ms.end()); }
-};
-
-double elapsedMs(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-[[noreturn]] void fail(const char *what)
-{
-    std::fprintf(stderr, "%s\n", what);
-    std::exit(1);
-}
+using QBBench::elapsedMs;
+using QBBench::fail;
+using QBBench::Figures;
 
 QVariantMap record(const QString &folder, const QString &prefix, int i)
 {
@@ -79,11 +60,9 @@ QVariantMap record(const QString &folder, const QString &prefix, int i)
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QBBench::preferOffscreen();
     QApplication app(argc, argv);
-    QStandardPaths::setTestModeEnabled(true);
-    QLoggingCategory::setFilterRules(QStringLiteral("palomet.*.info=false"));
+    QBBench::enterTestMode();
     const int runs = argc > 1 ? QByteArray(argv[1]).toInt() : 5;
     const int games = argc > 2 ? QByteArray(argv[2]).toInt() : 500;
 

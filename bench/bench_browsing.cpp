@@ -7,6 +7,7 @@
 
 #include "base/qbkeys.h"
 #include "base/qbsupportfolder.h"
+#include "qbbenchsupport.h"
 #include "qbtestimages.h"
 #include "tasks/qbbrowsingtask.h"
 
@@ -66,19 +67,10 @@ void buildFolder(const QString &folder)
     }
 }
 
-// Starts the loop unless the awaited signal already came, with a watchdog
-// so that a stuck tool fails the run instead of hanging it.
+// A stuck tool fails the run instead of hanging it.
 void waitFor(QEventLoop &loop, const bool &done, const char *what)
 {
-    if (done)
-        return;
-    QTimer watchdog;
-    watchdog.setSingleShot(true);
-    QObject::connect(&watchdog, &QTimer::timeout, &loop, [what] {
-        fail(QStringLiteral("%1 did not finish within %2 ms").arg(QLatin1String(what)).arg(timeoutMs));
-    });
-    watchdog.start(timeoutMs);
-    loop.exec();
+    QBBench::waitFor(loop, done, what, timeoutMs);
 }
 
 // The tool alone, from start to exit, with its output either sent to the

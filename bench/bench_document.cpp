@@ -12,6 +12,7 @@
 #include "gamedata/qbcovercache.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
+#include "qbbenchsupport.h"
 #include "qbsyntheticdatabase.h"
 
 #include <QApplication>
@@ -36,24 +37,8 @@
 
 namespace {
 
-struct Figures
-{
-    QList<double> ms;
-
-    double quantile(double q) const
-    {
-        QList<double> sorted = ms;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted.isEmpty() ? 0 : sorted.at(qMin(sorted.size() - 1, qsizetype(q * double(sorted.size()))));
-    }
-    double median() const { return quantile(0.5); }
-    double worst() const { return ms.isEmpty() ? 0 : *std::max_element(ms.begin(), ms.end()); }
-};
-
-double elapsedMs(const QElapsedTimer &timer)
-{
-    return double(timer.nsecsElapsed()) / 1e6;
-}
+using QBBench::elapsedMs;
+using QBBench::Figures;
 
 // Lets queued work (the view's delayed layout) run, then paints the window
 // at once, as the next frame would.
@@ -260,11 +245,9 @@ double coverGrid(QBGameCenter &center, const QBGameDataMenus &menus, const QStri
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QBBench::preferOffscreen();
     QApplication app(argc, argv);
-    QStandardPaths::setTestModeEnabled(true);
-    QLoggingCategory::setFilterRules(QStringLiteral("palomet.*.info=false"));
+    QBBench::enterTestMode();
     const int runs = argc > 1 ? QByteArray(argv[1]).toInt() : 7;
     const int games = argc > 2 ? QByteArray(argv[2]).toInt() : 10000;
     const int covers = argc > 3 ? QByteArray(argv[3]).toInt() : 5000;

@@ -13,6 +13,7 @@
 #include "document/qblibrarycache.h"
 #include "gamedata/qbgamecenter.h"
 #include "gamedata/qbgamedatamenus.h"
+#include "qbbenchsupport.h"
 #include "qbtestimages.h"
 
 #include <QApplication>
@@ -40,26 +41,17 @@ constexpr int liveCount = 5;
 constexpr int crowdCount = 30000;
 constexpr int timeoutMs = 120000;
 
-[[noreturn]] void fail(const QString &message)
-{
-    std::fprintf(stderr, "bench_library: %s\n", qUtf8Printable(message));
-    std::exit(1);
-}
+using QBBench::elapsedMs;
+using QBBench::fail;
 
-double elapsedMs(const QElapsedTimer &timer)
+double median(const QList<double> &values)
 {
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-double median(QList<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.isEmpty() ? 0 : values.at(values.size() / 2);
+    return QBBench::Figures{values}.median();
 }
 
 double worst(const QList<double> &values)
 {
-    return values.isEmpty() ? 0 : *std::max_element(values.begin(), values.end());
+    return QBBench::Figures{values}.worst();
 }
 
 // A few distinct images composed by wit, copied under other names.
@@ -83,17 +75,9 @@ QStringList buildFolder(const QString &work, const QString &folder)
     return originals;
 }
 
-// Runs the loop until done, failing the run when it takes too long.
 void waitFor(QEventLoop &loop, const bool &done, const char *what)
 {
-    if (done)
-        return;
-    QTimer watchdog;
-    watchdog.setSingleShot(true);
-    QObject::connect(&watchdog, &QTimer::timeout, &loop,
-                     [what] { fail(QStringLiteral("%1 did not happen in time").arg(QLatin1String(what))); });
-    watchdog.start(timeoutMs);
-    loop.exec();
+    QBBench::waitFor(loop, done, what, timeoutMs);
 }
 
 // (a) wit alone, output to the null device, from start to exit.
@@ -207,11 +191,9 @@ private:
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QBBench::preferOffscreen();
     QApplication app(argc, argv);
-    QStandardPaths::setTestModeEnabled(true);
-    QLoggingCategory::setFilterRules(QStringLiteral("palomet.*.info=false"));
+    QBBench::enterTestMode();
     const int runs = argc > 1 ? qMax(1, QByteArray(argv[1]).toInt()) : 7;
 
     QTemporaryDir dir;
