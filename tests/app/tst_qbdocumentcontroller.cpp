@@ -63,6 +63,14 @@ protected:
     }
 };
 
+// Names every game "Big", confirmed at once.
+class FixedName : public QBNamingPanel
+{
+public:
+    bool runModalWithTitle(const QString &, const QList<QVariantMap> &) override { return true; }
+    QString stringForGame(const QVariantMap &) const override { return u"Big"_qs; }
+};
+
 // Runs act on the modal dialog named name once it is up, from inside its
 // own event loop; a dialog still open afterwards is rejected, so that a
 // failed check never leaves the test blocked.
@@ -143,10 +151,7 @@ QString savedDocuments()
     return QSettings().value(SettingsKey::documents).toString();
 }
 
-QString archive(const QList<QBDocumentEntry> &entries)
-{
-    return QBDocumentController::archiveEntries(entries);
-}
+constexpr auto archive = &QBDocumentController::archiveEntries;
 
 }
 
@@ -719,15 +724,6 @@ void tst_QBDocumentController::laterLaunches()
     QCOMPARE(m_controller->documents().size(), 1);
 
     QVERIFY(!QBInstanceChannel(m_dir.filePath(u"nobody"_qs)).forward({}, 500));
-}
-
-namespace {
-class FixedName : public QBNamingPanel
-{
-public:
-    bool runModalWithTitle(const QString &, const QList<QVariantMap> &) override { return true; }
-    QString stringForGame(const QVariantMap &) const override { return u"Big"_qs; }
-};
 }
 
 void tst_QBDocumentController::signalEndsAsQuitWithoutQuestions()

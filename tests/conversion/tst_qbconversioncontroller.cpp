@@ -111,8 +111,11 @@ void tst_QBConversionController::init()
             [this](uint progress) { m_progressSeen << progress; });
 }
 
+// No overall progress ever passes 100, whatever the tasks wrote.
 void tst_QBConversionController::cleanup()
 {
+    for (const uint progress : std::as_const(m_progressSeen))
+        QVERIFY(progress <= 100);
     m_tester.reset();
     m_controller.reset();
     m_alerts.reset();
@@ -243,8 +246,6 @@ void tst_QBConversionController::overallPercentage()
     for (const double percent : percents)
         task->conversionBundle()->setValue(BundleKey::percent, percent);
     QCOMPARE(seen, captions);
-    for (const uint progress : std::as_const(m_progressSeen))
-        QVERIFY(progress <= 100);
 }
 
 void tst_QBConversionController::cancelsRunningAndWaitingRealConversions()
@@ -439,8 +440,6 @@ void tst_QBConversionController::badInput()
     QCOMPARE(m_desktop->notifications.size(), 1);
     QCOMPARE(m_desktop->notifications.first().second, destination);
     QCOMPARE(m_controller->caption(), u"Conversions"_qs);
-    for (const uint progress : std::as_const(m_progressSeen))
-        QVERIFY(progress <= 100);
     for (const int percent : std::as_const(m_desktop->iconPercents))
         QVERIFY(percent >= 0 && percent <= 100);
 }

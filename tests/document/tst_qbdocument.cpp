@@ -546,9 +546,7 @@ void tst_QBDocument::fatDrive()
     const QString image = m_dir.filePath(u"fat32.img"_qs);
     const QString mount = m_dir.filePath(u"fat"_qs);
     QVERIFY(QDir().mkpath(mount));
-    QFile disk(image);
-    QVERIFY(disk.open(QIODevice::WriteOnly) && disk.resize(qint64(256) << 20));
-    disk.close();
+    QVERIFY(QBTestFiles::write(image, {}) && QFile::resize(image, qint64(256) << 20));
     QVERIFY2(QBTestImages::run(mkfs, {u"-F"_qs, u"32"_qs, image}), qPrintable(QBTestImages::lastError()));
     QProcess fuse;
     // fusefat talks on every write; an unread pipe would stall the drive.

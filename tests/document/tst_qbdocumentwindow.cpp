@@ -175,11 +175,13 @@ bool pressInTable(QBDocumentWindow *window, Qt::Key key, Qt::KeyboardModifiers m
     return true;
 }
 
-QStringList values(QBDocumentWindow *window, const QString &key)
+QStringList values(QBDocumentWindow *window, const QString &key, bool sorted = false)
 {
     QStringList list;
     for (const QBListedGame &game : window->document()->games())
         list << game.value(key).toString();
+    if (sorted)
+        list.sort();
     return list;
 }
 
@@ -383,9 +385,7 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
              u"Add '%1/RQAE01' < '%2/Alpha [RQAE01].wdf'"_qs.arg(part, source));
     QStringList listed = listings.take().first();
     QCOMPARE(listed.mid(0, 4), (QStringList{u"list"_qs, u"--part"_qs, part, u"--include"_qs}));
-    QStringList ids = values(partition, u"id"_qs);
-    ids.sort();
-    QCOMPARE(ids, (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
+    QCOMPARE(values(partition, u"id"_qs, true), (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
     // Both windows show their new free space: the partition its own, the
     // folder that of the volume the WBFS file grew on.
     const QString free = QString::number(double(partition->document()->freeSpace()), 'f', 1);
@@ -463,20 +463,13 @@ void tst_QBDocumentWindow::conversionOptions()
     QBConvertPanel *panel = QBConvertPanel::convertPanel();
 
     // To WIA with compression, then to WBFS with each kind of split.
-    struct Case
-    {
-        QString format;
-        int splitSize;
-        QStringList options;
-        QString filetype;
-    };
-    const QList<Case> cases{{u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
+    const QList<std::tuple<QString, int, QStringList, QString>> cases{{u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
                             {u"wbfs"_qs, 4096, {u"--split"_qs}, u"WBFS/WII"_qs},
                             {u"wbfs"_qs, 2000, {u"--split-size"_qs, u"2000M"_qs}, u"WBFS/WII"_qs}};
     int round = 0;
-    for (const Case &conversion : cases) {
-        QBSettings::setValue(SettingsKey::conversionFormat, conversion.format);
-        QBSettings::setValue(SettingsKey::splitSize, conversion.splitSize);
+    for (const auto &[format, splitSize, options, filetype] : cases) {
+        QBSettings::setValue(SettingsKey::conversionFormat, format);
+        QBSettings::setValue(SettingsKey::splitSize, splitSize);
         const int row = rowOf(folder, stock.at(round).section(u'[', 1).left(6));
         const QVariantMap game = folder->document()->arrangedGame(row).values();
         const Dragged dragged = drag(folder, folder->tableView(), {row});
@@ -491,14 +484,14 @@ void tst_QBDocumentWindow::conversionOptions()
         const QString destination = u"%1/%2 [%3] %4.%5"_qs.arg(out, game.value(u"title"_qs).toString().remove(u':'),
                                                                game.value(u"id"_qs).toString())
                                             .arg(round)
-                                            .arg(conversion.format);
+                                            .arg(format);
         QCOMPARE(m_conversions.take().first(),
                  QStringList({u"copy"_qs, u"--source"_qs, game.value(u"filename"_qs).toString(), u"--dest"_qs,
                               destination, u"--overwrite"_qs, u"--sections"_qs, u"--progress"_qs})
-                         + conversion.options);
+                         + options);
         const int converted = int(values(target, u"filename"_qs).indexOf(destination));
         QVERIFY2(converted >= 0, qPrintable(values(target, u"filename"_qs).join(u", ")));
-        QCOMPARE(target->document()->arrangedGame(converted).value(u"filetype"_qs).toString(), conversion.filetype);
+        QCOMPARE(target->document()->arrangedGame(converted).value(u"filetype"_qs).toString(), filetype);
         ++round;
     }
     QCOMPARE(m_alerts->alerts.size(), 0);
@@ -708,11 +701,10 @@ void tst_QBDocumentWindow::renamingByPattern()
                                    u"Charlie WIA [RQCJ01].wdf"_qs}));
     QCOMPARE(counters, (QList<std::pair<int, int>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}}));
 
-    QStringList files = values(folder, u"filename"_qs);
-    files.sort();
+    const QStringList files = values(folder, u"filename"_qs, true);
     QCOMPARE(files, (QStringList{source + u"/Alpha Quest [RQAE01].wdf"_qs, source + u"/Beta The Colon [RQBP01].wdf"_qs,
                                  source + u"/Charlie [RQCJ01].wdf"_qs}));
-    for (const QString &file : std::as_const(files))
+    for (const QString &file : files)
         QVERIFY(QFile::exists(file));
     QCOMPARE(QBTestFiles::read(taken), QByteArray("mine"));
 }
@@ -857,9 +849,7 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QBSettings::setValue(SettingsKey::browseRecursively, true);
     QTest::mouseClick(folder->reloadButton(), Qt::LeftButton);
     QVERIFY(waitListed(folder));
-    QStringList ids = values(folder, u"id"_qs);
-    ids.sort();
-    QCOMPARE(ids, m_library.allIds);
+    QCOMPARE(values(folder, u"id"_qs, true), m_library.allIds);
     QBSettings::setValue(SettingsKey::browseRecursively, false);
 
     // A WBFS file is a file system of its own: its figures are not its

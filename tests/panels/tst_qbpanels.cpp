@@ -434,11 +434,6 @@ void tst_QBPanels::opensAWbfsFile()
 namespace {
 
 // Literals as strings, tokens as one-string lists.
-QBFilenamePattern pattern(const QVariantList &elements)
-{
-    return QBFilenamePattern::fromVariantList(elements);
-}
-
 QVariant token(const QString &key)
 {
     return QStringList{key};
@@ -488,7 +483,7 @@ void tst_QBPanels::stringValueForGame()
     QFETCH(QVariantList, elements);
     QFETCH(QVariantMap, game);
     QFETCH(QString, name);
-    const QBFilenamePattern composed = pattern(elements);
+    const QBFilenamePattern composed = QBFilenamePattern::fromVariantList(elements);
     QCOMPARE(composed.toVariantList(), elements);
     QCOMPARE(composed.stringValueForGame(game), name);
 }
