@@ -73,6 +73,11 @@ QVariantMap game(const QString &id, const QString &title, const QString &filenam
             {u"filetype"_qs, u"WBFS/WII"_qs}, {u"size"_qs, 4.37f}, {u"coverPath"_qs, QBSupportFolder::coverPath(id)}};
 }
 
+QVariantMap disc(const QString &id, const QString &filetype, const QString &filename, bool onWBFS = false)
+{
+    return {{u"id"_qs, id}, {u"filetype"_qs, filetype}, {u"filename"_qs, filename}, {u"isOnWBFS"_qs, onWBFS}};
+}
+
 QStringList names(int count)
 {
     QStringList list;
@@ -417,15 +422,6 @@ void tst_QBDocument::refusesOtherData()
 {
     QFETCH(QByteArray, data);
     QVERIFY(!QBDragData::decode(data));
-}
-
-namespace {
-
-QVariantMap disc(const QString &id, const QString &filetype, const QString &filename, bool onWBFS = false)
-{
-    return {{u"id"_qs, id}, {u"filetype"_qs, filetype}, {u"filename"_qs, filename}, {u"isOnWBFS"_qs, onWBFS}};
-}
-
 }
 
 void tst_QBDocument::layouts_data()

@@ -35,6 +35,12 @@ QString partitionSection(int n, const QString &path, const QString &bytes)
     return u"[part-%1]\\npath=%2\\nreal-path=%2\\nis-wbfs=1\\nsize=%3\\n\\n"_qs.arg(n).arg(path, bytes);
 }
 
+// Patterns hold literals as strings, tokens as one-string lists.
+QVariant token(const QString &key)
+{
+    return QStringList{key};
+}
+
 // What the panel shows: label, whether the wheel, menu and OK button are
 // on, and the menu's titles.
 QString state(const QBSelectPartitionPanel &panel)
@@ -429,16 +435,6 @@ void tst_QBPanels::opensAWbfsFile()
     });
     QVERIFY(panel.runModalWithTitle(u"Open Partition"_qs));
     QCOMPARE(panel.selectedPartition(), u"/dev/sdb1"_qs);
-}
-
-namespace {
-
-// Literals as strings, tokens as one-string lists.
-QVariant token(const QString &key)
-{
-    return QStringList{key};
-}
-
 }
 
 void tst_QBPanels::stringValueForGame_data()
