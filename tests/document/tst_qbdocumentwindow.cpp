@@ -255,7 +255,8 @@ private slots:
     void cachedAndLiveSources();
 
 private:
-    QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true);
+    QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true,
+                           bool suspended = false);
     QString folderWith(const QString &name, const QStringList &images);
     bool idle(QBDocumentWindow *window = nullptr);
 
@@ -315,12 +316,14 @@ void tst_QBDocumentWindow::cleanup()
 }
 
 // A window shown, its models checked as they change; listed: once its
-// listing is done.
-QBDocumentWindow *tst_QBDocumentWindow::open(const QString &path, int type, int displayMode, bool listed)
+// listing is done; suspended: its listing waits until its queue goes on.
+QBDocumentWindow *tst_QBDocumentWindow::open(const QString &path, int type, int displayMode, bool listed,
+                                             bool suspended)
 {
     QBDocumentWindow *window = QBDocumentWindow::create(path, type, displayMode, *m_menus);
     if (!window)
         return nullptr;
+    window->document()->blockingQueue()->setSuspended(suspended);
     m_windows << window;
     m_testers.push_back(std::make_unique<QAbstractItemModelTester>(window->document()->gameList()));
     m_testers.push_back(std::make_unique<QAbstractItemModelTester>(window->document()->gameListController()));
@@ -520,10 +523,10 @@ void tst_QBDocumentWindow::conversionOptions()
 void tst_QBDocumentWindow::removingAndRecovering()
 {
     const QString source = folderWith(u"remove/source"_qs, stock.mid(0, 3));
-    const QString part = QBTestImages::makeWbfsFile(m_dir.filePath(u"remove/PART.wbfs"_qs),
-                                                    {source + u'/' + stock.at(0), source + u'/' + stock.at(1),
-                                                     source + u'/' + stock.at(2)},
-                                                    4);
+    QStringList three;
+    for (const QString &image : stock.mid(0, 3))
+        three << m_dir.filePath(u"stock/"_qs + image);
+    const QString part = QBTestImages::makeWbfsFile(m_dir.filePath(u"remove/PART.wbfs"_qs), three, 4);
     QBDocumentWindow *folder = open(source, QBDocument::Folder);
     QBDocumentWindow *partition = open(part, QBDocument::Partition);
     QVERIFY(folder && partition);
@@ -610,9 +613,6 @@ void tst_QBDocumentWindow::removingAndRecovering()
     // A WBFS file in a folder holds three games: removing one of its rows
     // names them all, and all three leave with the file.
     const QString multi = folderWith(u"remove/multi"_qs, {stock.at(3)});
-    QStringList three;
-    for (const QString &image : stock.mid(0, 3))
-        three << m_dir.filePath(u"stock/"_qs + image);
     QVERIFY(!QBTestImages::makeWbfsFile(multi + u"/three.wbfs"_qs, three, 4).isEmpty());
     QBDocumentWindow *shared = open(multi, QBDocument::Folder);
     QVERIFY(shared);
@@ -829,12 +829,9 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QSignalSpy statuses(folder->document(), &QBDocument::statusTextChanged);
     QVERIFY(waitListed(folder));
 
-    QStringList seen;
-    for (const QList<QVariant> &status : std::as_const(statuses))
-        seen << status.first().toString();
-    QCOMPARE(seen.size(), 7);
-    QCOMPARE(seen.first(), u"1 game found, please wait ..."_qs);
-    QCOMPARE(seen.at(5), u"6 games found, please wait ..."_qs);
+    QCOMPARE(statuses.size(), 7);
+    QCOMPARE(statuses.first().first().toString(), u"1 game found, please wait ..."_qs);
+    QCOMPARE(statuses.at(5).first().toString(), u"6 games found, please wait ..."_qs);
     // Decimal gigabytes of the folder's file system, one decimal.
     const QStorageInfo volume(m_library.folder);
     const float total = float(volume.bytesTotal()) / 1e9f;
@@ -1274,13 +1271,9 @@ void tst_QBDocumentWindow::cachedAndLiveSources()
                                   {record(u"RQAE01"_qs, u"Old Alpha"_qs, alpha), record(u"RQGE01"_qs, u"Ghost"_qs, ghost)}));
 
     // The browse waits, so that the cached games are seen alone.
-    QBDocumentWindow *window = QBDocumentWindow::create(folder.path(), QBDocument::Folder, 1, *m_menus);
+    QBDocumentWindow *window = open(folder.path(), QBDocument::Folder, 1, false, true);
     QVERIFY(window);
-    m_windows << window;
     QBDocument *document = window->document();
-    document->blockingQueue()->setSuspended(true);
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window));
     QTRY_COMPARE(document->gameList()->rowCount(), 2);
     QVERIFY(document->isBrowsing());
     QVERIFY(window->browsingIndicator()->isVisible());

@@ -147,11 +147,6 @@ QString makeGameCubeImage(const QString &path, const QString &id, const QString 
 {
     constexpr qint64 discSize = 1459978240;
     QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        g_lastError = QStringLiteral("cannot write %1").arg(path);
-        return QString();
-    }
     QByteArray head = header(id, title, 0x1C, 0xC2339F3D);
     putBigEndian(head, 0x420, 0x4000); // DOL
     putBigEndian(head, 0x424, 0x5000); // FST
@@ -165,10 +160,11 @@ QString makeGameCubeImage(const QString &path, const QString &id, const QString 
     putBigEndian(fst, 16, 0x8000);
     putBigEndian(fst, 20, quint32(std::max<qint64>(readme.size(), fileBytes)));
     fst.replace(24, 12, QByteArray("\0readme.txt\0", 12));
-    const bool ok = file.write(head) == head.size() && file.seek(0x2440)
-            && file.write(apploader()) == 0x40 && file.seek(0x4000) && file.write(mainDol()) == 0x120
-            && file.seek(0x5000) && file.write(fst) == fst.size() && file.seek(0x8000)
-            && file.write(readme) == readme.size() && file.resize(discSize);
+    QFile file(path);
+    const bool ok = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(head) == head.size()
+            && file.seek(0x2440) && file.write(apploader()) == 0x40 && file.seek(0x4000)
+            && file.write(mainDol()) == 0x120 && file.seek(0x5000) && file.write(fst) == fst.size()
+            && file.seek(0x8000) && file.write(readme) == readme.size() && file.resize(discSize);
     if (!ok) {
         g_lastError = QStringLiteral("cannot write %1").arg(path);
         return QString();
