@@ -383,9 +383,7 @@ void tst_QBDocumentController::quitSavesTheOpenDocuments()
 
 void tst_QBDocumentController::reopeningSkipsWhatIsGone()
 {
-    QTemporaryDir gone;
-    const QString vanished = gone.path();
-    gone.remove();
+    const QString vanished = m_dir.filePath(u"vanished"_qs);
     QSettings().setValue(SettingsKey::documents,
                          u"{\"version\":1,\"documents\":[[\"%1\",0,1],[\"x\"],[\"%2\",1,1],17,[\"%3\",0,0]]}"_qs.arg(
                                  vanished, m_dir.filePath(u"unplugged.wbfs"_qs), m_library.folder));

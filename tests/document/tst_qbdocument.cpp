@@ -301,8 +301,7 @@ void tst_QBDocument::libraryCacheFiles_data()
     QTest::newRow("not JSON") << folder << QByteArray("\x89PNG\r\n") << -1;
     // A file that changed since is listed by the browse alone.
     const QByteArray before = QBLibraryCache::encode(source, games + QList{game(u"RQCE01"_qs, u"C"_qs, folder + u"/c.wbfs"_qs)});
-    QFile changed(folder + u"/c.wbfs"_qs);
-    QVERIFY(changed.open(QIODevice::Append) && changed.write("more") == 4);
+    QVERIFY(QBTestFiles::write(folder + u"/c.wbfs"_qs, "image, and more"));
     QTest::newRow("a file changed since") << folder << before << 2;
 }
 

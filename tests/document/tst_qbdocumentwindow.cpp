@@ -208,15 +208,6 @@ void rightClick(QAbstractItemView *view, const QPoint &position, const std::func
     QApplication::sendEvent(view->viewport(), &event);
 }
 
-QAction *item(QMenu *menu, const QString &key)
-{
-    for (QAction *action : menu->actions()) {
-        if (action->data().toString() == key)
-            return action;
-    }
-    return nullptr;
-}
-
 // The items of a menu that are checked, once it has been opened.
 QStringList checkedItems(QMenu *menu)
 {
@@ -386,8 +377,7 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
     QCOMPARE(m_conversions.take().size(), 2);
     QCOMPARE(m_controller->conversionList()->bundleAt(alpha < charlie ? 0 : 1)->value(u"display"_qs).toString(),
              u"Add '%1/RQAE01' < '%2/Alpha [RQAE01].wdf'"_qs.arg(part, source));
-    QStringList listed = listings.take().first();
-    QCOMPARE(listed.mid(0, 4), (QStringList{u"list"_qs, u"--part"_qs, part, u"--include"_qs}));
+    QCOMPARE(listings.take().first().mid(0, 4), (QStringList{u"list"_qs, u"--part"_qs, part, u"--include"_qs}));
     QCOMPARE(values(partition, u"id"_qs, true), (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
     // Both windows show their new free space: the partition its own, the
     // folder that of the volume the WBFS file grew on.
@@ -502,8 +492,7 @@ void tst_QBDocumentWindow::conversionOptions()
     // Two games whose names compose alike (let through the question about
     // their IDs, which the folder has now): the second is asked about and
     // skipped, rather than written over the first.
-    const QStringList sources{folder->document()->arrangedGame(0).value(u"filename"_qs).toString(),
-                              folder->document()->arrangedGame(1).value(u"filename"_qs).toString()};
+    const QStringList sources = values(folder, u"filename"_qs).mid(0, 2);
     const Dragged both = drag(folder, folder->tableView(), {0, 1});
     whenPanelShows(panel, [&] {
         panel->tokenField()->selectAll();
@@ -1184,9 +1173,8 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     QVERIFY(loaded.wait(30000));
     QCOMPARE(toolValues(), files);
     for (int row = 0; row < games->rowCount(); ++row) {
-        const QString id = games->value(row, u"id"_qs).toString();
-        const QVariant genre = games->value(row, u"genre"_qs);
-        QCOMPARE(genre.toString(), id == u"RQBP01"_qs ? u"puzzle"_qs : QString());
+        const bool beta = games->value(row, u"id"_qs).toString() == u"RQBP01"_qs;
+        QCOMPARE(games->value(row, u"genre"_qs).toString(), beta ? u"puzzle"_qs : QString());
     }
     QCOMPARE(popover->titleTextField()->text(), u"Beta Database"_qs);
     QVERIFY(popover->infosTextView()->toPlainText().endsWith(u"\nGenre: puzzle\nPlayers: 2"_qs));

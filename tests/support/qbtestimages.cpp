@@ -184,9 +184,7 @@ QString makeWbfsFile(const QString &path, const QStringList &images, int sizeGiB
     QStringList arguments{QStringLiteral("add"), QStringLiteral("--part"), path, QStringLiteral("--quiet")};
     for (const QString &image : images)
         arguments << QStringLiteral("--source") << image;
-    if (!run(QStringLiteral("wwt"), arguments))
-        return QString();
-    return path;
+    return run(QStringLiteral("wwt"), arguments) ? path : QString();
 }
 
 bool makeLibrary(const QString &root, Library *library)

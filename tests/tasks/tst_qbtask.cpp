@@ -35,9 +35,8 @@ namespace {
 class RecordingTask : public QBTask
 {
 public:
-    RecordingTask(const QStringList &accepted = {QStringLiteral("*")}, int launchPath = 0,
-                  const QStringList &arguments = {QStringLiteral("list")})
-        : QBTask(arguments, launchPath, nullptr)
+    RecordingTask(const QStringList &accepted = {QStringLiteral("*")}, int launchPath = 0)
+        : QBTask({QStringLiteral("list")}, launchPath, nullptr)
         , m_accepted(accepted)
     {
     }
