@@ -456,9 +456,10 @@ void tst_QBDocumentWindow::conversionOptions()
     QBConvertPanel *panel = QBConvertPanel::convertPanel();
 
     // To WIA with compression, then to WBFS with each kind of split.
-    const QList<std::tuple<QString, int, QStringList, QString>> cases{{u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
-                            {u"wbfs"_qs, 4096, {u"--split"_qs}, u"WBFS/WII"_qs},
-                            {u"wbfs"_qs, 2000, {u"--split-size"_qs, u"2000M"_qs}, u"WBFS/WII"_qs}};
+    const QList<std::tuple<QString, int, QStringList, QString>> cases{
+            {u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
+            {u"wbfs"_qs, 4096, {u"--split"_qs}, u"WBFS/WII"_qs},
+            {u"wbfs"_qs, 2000, {u"--split-size"_qs, u"2000M"_qs}, u"WBFS/WII"_qs}};
     int round = 0;
     for (const auto &[format, splitSize, options, filetype] : cases) {
         QBSettings::setValue(SettingsKey::conversionFormat, format);
