@@ -29,10 +29,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMenuBar>
 #include <QMessageBox>
 #include <QProcess>
 #include <QProgressDialog>
@@ -61,6 +59,14 @@ protected:
     {
         connect(this, &QBOperation::cancelled, this, [this] { finish(); });
     }
+};
+
+// Names every game "Big", confirmed at once.
+class FixedName : public QBNamingPanel
+{
+public:
+    bool runModalWithTitle(const QString &, const QList<QVariantMap> &) override { return true; }
+    QString stringForGame(const QVariantMap &) const override { return u"Big"_qs; }
 };
 
 // Runs act on the modal dialog named name once it is up, from inside its
@@ -143,10 +149,7 @@ QString savedDocuments()
     return QSettings().value(SettingsKey::documents).toString();
 }
 
-QString archive(const QList<QBDocumentEntry> &entries)
-{
-    return QBDocumentController::archiveEntries(entries);
-}
+constexpr auto archive = &QBDocumentController::archiveEntries;
 
 }
 
@@ -380,9 +383,7 @@ void tst_QBDocumentController::quitSavesTheOpenDocuments()
 
 void tst_QBDocumentController::reopeningSkipsWhatIsGone()
 {
-    QTemporaryDir gone;
-    const QString vanished = gone.path();
-    gone.remove();
+    const QString vanished = m_dir.filePath(u"vanished"_qs);
     QSettings().setValue(SettingsKey::documents,
                          u"{\"version\":1,\"documents\":[[\"%1\",0,1],[\"x\"],[\"%2\",1,1],17,[\"%3\",0,0]]}"_qs.arg(
                                  vanished, m_dir.filePath(u"unplugged.wbfs"_qs), m_library.folder));
@@ -719,15 +720,6 @@ void tst_QBDocumentController::laterLaunches()
     QCOMPARE(m_controller->documents().size(), 1);
 
     QVERIFY(!QBInstanceChannel(m_dir.filePath(u"nobody"_qs)).forward({}, 500));
-}
-
-namespace {
-class FixedName : public QBNamingPanel
-{
-public:
-    bool runModalWithTitle(const QString &, const QList<QVariantMap> &) override { return true; }
-    QString stringForGame(const QVariantMap &) const override { return u"Big"_qs; }
-};
 }
 
 void tst_QBDocumentController::signalEndsAsQuitWithoutQuestions()

@@ -111,8 +111,11 @@ void tst_QBConversionController::init()
             [this](uint progress) { m_progressSeen << progress; });
 }
 
+// No overall progress ever passes 100, whatever the tasks wrote.
 void tst_QBConversionController::cleanup()
 {
+    for (const uint progress : std::as_const(m_progressSeen))
+        QVERIFY(progress <= 100);
     m_tester.reset();
     m_controller.reset();
     m_alerts.reset();
@@ -173,10 +176,8 @@ void tst_QBConversionController::runsRealConversionsOneAtATime()
     QTRY_COMPARE_WITH_TIMEOUT(m_controller->numberOfRunningConversions(), 0u, 60000);
     QCOMPARE(started, (QList<int>{0, 1, 2}));
     QCOMPARE(mostAtOnce, 1);
-    for (const QString &caption : std::as_const(captionsWhileOthersWait)) {
-        const int percent = caption.section(u'(', 1).section(u'%', 0, 0).toInt();
-        QVERIFY2(percent <= 33, qPrintable(caption));
-    }
+    for (const QString &caption : std::as_const(captionsWhileOthersWait))
+        QVERIFY2(caption.section(u'(', 1).section(u'%', 0, 0).toInt() <= 33, qPrintable(caption));
     QCOMPARE(column(QBConversionListModel::InfosRole), QStringList(3, u"Task completed."_qs));
     QCOMPARE(column(QBConversionListModel::PercentRole), QStringList(3, u"100"_qs));
     QCOMPARE(column(QBConversionListModel::HasTaskRole), QStringList(3, u"false"_qs));
@@ -243,8 +244,6 @@ void tst_QBConversionController::overallPercentage()
     for (const double percent : percents)
         task->conversionBundle()->setValue(BundleKey::percent, percent);
     QCOMPARE(seen, captions);
-    for (const uint progress : std::as_const(m_progressSeen))
-        QVERIFY(progress <= 100);
 }
 
 void tst_QBConversionController::cancelsRunningAndWaitingRealConversions()
@@ -439,8 +438,6 @@ void tst_QBConversionController::badInput()
     QCOMPARE(m_desktop->notifications.size(), 1);
     QCOMPARE(m_desktop->notifications.first().second, destination);
     QCOMPARE(m_controller->caption(), u"Conversions"_qs);
-    for (const uint progress : std::as_const(m_progressSeen))
-        QVERIFY(progress <= 100);
     for (const int percent : std::as_const(m_desktop->iconPercents))
         QVERIFY(percent >= 0 && percent <= 100);
 }

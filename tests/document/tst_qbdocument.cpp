@@ -73,6 +73,11 @@ QVariantMap game(const QString &id, const QString &title, const QString &filenam
             {u"filetype"_qs, u"WBFS/WII"_qs}, {u"size"_qs, 4.37f}, {u"coverPath"_qs, QBSupportFolder::coverPath(id)}};
 }
 
+QVariantMap disc(const QString &id, const QString &filetype, const QString &filename, bool onWBFS = false)
+{
+    return {{u"id"_qs, id}, {u"filetype"_qs, filetype}, {u"filename"_qs, filename}, {u"isOnWBFS"_qs, onWBFS}};
+}
+
 QStringList names(int count)
 {
     QStringList list;
@@ -296,8 +301,7 @@ void tst_QBDocument::libraryCacheFiles_data()
     QTest::newRow("not JSON") << folder << QByteArray("\x89PNG\r\n") << -1;
     // A file that changed since is listed by the browse alone.
     const QByteArray before = QBLibraryCache::encode(source, games + QList{game(u"RQCE01"_qs, u"C"_qs, folder + u"/c.wbfs"_qs)});
-    QFile changed(folder + u"/c.wbfs"_qs);
-    QVERIFY(changed.open(QIODevice::Append) && changed.write("more") == 4);
+    QVERIFY(QBTestFiles::write(folder + u"/c.wbfs"_qs, "image, and more"));
     QTest::newRow("a file changed since") << folder << before << 2;
 }
 
@@ -419,15 +423,6 @@ void tst_QBDocument::refusesOtherData()
     QVERIFY(!QBDragData::decode(data));
 }
 
-namespace {
-
-QVariantMap disc(const QString &id, const QString &filetype, const QString &filename, bool onWBFS = false)
-{
-    return {{u"id"_qs, id}, {u"filetype"_qs, filetype}, {u"filename"_qs, filename}, {u"isOnWBFS"_qs, onWBFS}};
-}
-
-}
-
 void tst_QBDocument::layouts_data()
 {
     QTest::addColumn<int>("layout");
@@ -546,9 +541,7 @@ void tst_QBDocument::fatDrive()
     const QString image = m_dir.filePath(u"fat32.img"_qs);
     const QString mount = m_dir.filePath(u"fat"_qs);
     QVERIFY(QDir().mkpath(mount));
-    QFile disk(image);
-    QVERIFY(disk.open(QIODevice::WriteOnly) && disk.resize(qint64(256) << 20));
-    disk.close();
+    QVERIFY(QBTestFiles::write(image, {}) && QFile::resize(image, qint64(256) << 20));
     QVERIFY2(QBTestImages::run(mkfs, {u"-F"_qs, u"32"_qs, image}), qPrintable(QBTestImages::lastError()));
     QProcess fuse;
     // fusefat talks on every write; an unread pipe would stall the drive.

@@ -175,11 +175,13 @@ bool pressInTable(QBDocumentWindow *window, Qt::Key key, Qt::KeyboardModifiers m
     return true;
 }
 
-QStringList values(QBDocumentWindow *window, const QString &key)
+QStringList values(QBDocumentWindow *window, const QString &key, bool sorted = false)
 {
     QStringList list;
     for (const QBListedGame &game : window->document()->games())
         list << game.value(key).toString();
+    if (sorted)
+        list.sort();
     return list;
 }
 
@@ -204,15 +206,6 @@ void rightClick(QAbstractItemView *view, const QPoint &position, const std::func
     });
     QContextMenuEvent event(QContextMenuEvent::Mouse, position, view->viewport()->mapToGlobal(position));
     QApplication::sendEvent(view->viewport(), &event);
-}
-
-QAction *item(QMenu *menu, const QString &key)
-{
-    for (QAction *action : menu->actions()) {
-        if (action->data().toString() == key)
-            return action;
-    }
-    return nullptr;
 }
 
 // The items of a menu that are checked, once it has been opened.
@@ -253,7 +246,8 @@ private slots:
     void cachedAndLiveSources();
 
 private:
-    QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true);
+    QBDocumentWindow *open(const QString &path, int type, int displayMode = 1, bool listed = true,
+                           bool suspended = false);
     QString folderWith(const QString &name, const QStringList &images);
     bool idle(QBDocumentWindow *window = nullptr);
 
@@ -313,12 +307,14 @@ void tst_QBDocumentWindow::cleanup()
 }
 
 // A window shown, its models checked as they change; listed: once its
-// listing is done.
-QBDocumentWindow *tst_QBDocumentWindow::open(const QString &path, int type, int displayMode, bool listed)
+// listing is done; suspended: its listing waits until its queue goes on.
+QBDocumentWindow *tst_QBDocumentWindow::open(const QString &path, int type, int displayMode, bool listed,
+                                             bool suspended)
 {
     QBDocumentWindow *window = QBDocumentWindow::create(path, type, displayMode, *m_menus);
     if (!window)
         return nullptr;
+    window->document()->blockingQueue()->setSuspended(suspended);
     m_windows << window;
     m_testers.push_back(std::make_unique<QAbstractItemModelTester>(window->document()->gameList()));
     m_testers.push_back(std::make_unique<QAbstractItemModelTester>(window->document()->gameListController()));
@@ -381,11 +377,8 @@ void tst_QBDocumentWindow::intoAPartitionAndOut()
     QCOMPARE(m_conversions.take().size(), 2);
     QCOMPARE(m_controller->conversionList()->bundleAt(alpha < charlie ? 0 : 1)->value(u"display"_qs).toString(),
              u"Add '%1/RQAE01' < '%2/Alpha [RQAE01].wdf'"_qs.arg(part, source));
-    QStringList listed = listings.take().first();
-    QCOMPARE(listed.mid(0, 4), (QStringList{u"list"_qs, u"--part"_qs, part, u"--include"_qs}));
-    QStringList ids = values(partition, u"id"_qs);
-    ids.sort();
-    QCOMPARE(ids, (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
+    QCOMPARE(listings.take().first().mid(0, 4), (QStringList{u"list"_qs, u"--part"_qs, part, u"--include"_qs}));
+    QCOMPARE(values(partition, u"id"_qs, true), (QStringList{u"RQAE01"_qs, u"RQCJ01"_qs}));
     // Both windows show their new free space: the partition its own, the
     // folder that of the volume the WBFS file grew on.
     const QString free = QString::number(double(partition->document()->freeSpace()), 'f', 1);
@@ -463,20 +456,14 @@ void tst_QBDocumentWindow::conversionOptions()
     QBConvertPanel *panel = QBConvertPanel::convertPanel();
 
     // To WIA with compression, then to WBFS with each kind of split.
-    struct Case
-    {
-        QString format;
-        int splitSize;
-        QStringList options;
-        QString filetype;
-    };
-    const QList<Case> cases{{u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
-                            {u"wbfs"_qs, 4096, {u"--split"_qs}, u"WBFS/WII"_qs},
-                            {u"wbfs"_qs, 2000, {u"--split-size"_qs, u"2000M"_qs}, u"WBFS/WII"_qs}};
+    const QList<std::tuple<QString, int, QStringList, QString>> cases{
+            {u"wia"_qs, 0, {u"--compression"_qs, u"LZMA"_qs}, u"WIA/WII"_qs},
+            {u"wbfs"_qs, 4096, {u"--split"_qs}, u"WBFS/WII"_qs},
+            {u"wbfs"_qs, 2000, {u"--split-size"_qs, u"2000M"_qs}, u"WBFS/WII"_qs}};
     int round = 0;
-    for (const Case &conversion : cases) {
-        QBSettings::setValue(SettingsKey::conversionFormat, conversion.format);
-        QBSettings::setValue(SettingsKey::splitSize, conversion.splitSize);
+    for (const auto &[format, splitSize, options, filetype] : cases) {
+        QBSettings::setValue(SettingsKey::conversionFormat, format);
+        QBSettings::setValue(SettingsKey::splitSize, splitSize);
         const int row = rowOf(folder, stock.at(round).section(u'[', 1).left(6));
         const QVariantMap game = folder->document()->arrangedGame(row).values();
         const Dragged dragged = drag(folder, folder->tableView(), {row});
@@ -491,14 +478,14 @@ void tst_QBDocumentWindow::conversionOptions()
         const QString destination = u"%1/%2 [%3] %4.%5"_qs.arg(out, game.value(u"title"_qs).toString().remove(u':'),
                                                                game.value(u"id"_qs).toString())
                                             .arg(round)
-                                            .arg(conversion.format);
+                                            .arg(format);
         QCOMPARE(m_conversions.take().first(),
                  QStringList({u"copy"_qs, u"--source"_qs, game.value(u"filename"_qs).toString(), u"--dest"_qs,
                               destination, u"--overwrite"_qs, u"--sections"_qs, u"--progress"_qs})
-                         + conversion.options);
+                         + options);
         const int converted = int(values(target, u"filename"_qs).indexOf(destination));
         QVERIFY2(converted >= 0, qPrintable(values(target, u"filename"_qs).join(u", ")));
-        QCOMPARE(target->document()->arrangedGame(converted).value(u"filetype"_qs).toString(), conversion.filetype);
+        QCOMPARE(target->document()->arrangedGame(converted).value(u"filetype"_qs).toString(), filetype);
         ++round;
     }
     QCOMPARE(m_alerts->alerts.size(), 0);
@@ -506,8 +493,7 @@ void tst_QBDocumentWindow::conversionOptions()
     // Two games whose names compose alike (let through the question about
     // their IDs, which the folder has now): the second is asked about and
     // skipped, rather than written over the first.
-    const QStringList sources{folder->document()->arrangedGame(0).value(u"filename"_qs).toString(),
-                              folder->document()->arrangedGame(1).value(u"filename"_qs).toString()};
+    const QStringList sources = values(folder, u"filename"_qs).mid(0, 2);
     const Dragged both = drag(folder, folder->tableView(), {0, 1});
     whenPanelShows(panel, [&] {
         panel->tokenField()->selectAll();
@@ -527,10 +513,10 @@ void tst_QBDocumentWindow::conversionOptions()
 void tst_QBDocumentWindow::removingAndRecovering()
 {
     const QString source = folderWith(u"remove/source"_qs, stock.mid(0, 3));
-    const QString part = QBTestImages::makeWbfsFile(m_dir.filePath(u"remove/PART.wbfs"_qs),
-                                                    {source + u'/' + stock.at(0), source + u'/' + stock.at(1),
-                                                     source + u'/' + stock.at(2)},
-                                                    4);
+    QStringList three;
+    for (const QString &image : stock.mid(0, 3))
+        three << m_dir.filePath(u"stock/"_qs + image);
+    const QString part = QBTestImages::makeWbfsFile(m_dir.filePath(u"remove/PART.wbfs"_qs), three, 4);
     QBDocumentWindow *folder = open(source, QBDocument::Folder);
     QBDocumentWindow *partition = open(part, QBDocument::Partition);
     QVERIFY(folder && partition);
@@ -617,9 +603,6 @@ void tst_QBDocumentWindow::removingAndRecovering()
     // A WBFS file in a folder holds three games: removing one of its rows
     // names them all, and all three leave with the file.
     const QString multi = folderWith(u"remove/multi"_qs, {stock.at(3)});
-    QStringList three;
-    for (const QString &image : stock.mid(0, 3))
-        three << m_dir.filePath(u"stock/"_qs + image);
     QVERIFY(!QBTestImages::makeWbfsFile(multi + u"/three.wbfs"_qs, three, 4).isEmpty());
     QBDocumentWindow *shared = open(multi, QBDocument::Folder);
     QVERIFY(shared);
@@ -708,11 +691,10 @@ void tst_QBDocumentWindow::renamingByPattern()
                                    u"Charlie WIA [RQCJ01].wdf"_qs}));
     QCOMPARE(counters, (QList<std::pair<int, int>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}}));
 
-    QStringList files = values(folder, u"filename"_qs);
-    files.sort();
+    const QStringList files = values(folder, u"filename"_qs, true);
     QCOMPARE(files, (QStringList{source + u"/Alpha Quest [RQAE01].wdf"_qs, source + u"/Beta The Colon [RQBP01].wdf"_qs,
                                  source + u"/Charlie [RQCJ01].wdf"_qs}));
-    for (const QString &file : std::as_const(files))
+    for (const QString &file : files)
         QVERIFY(QFile::exists(file));
     QCOMPARE(QBTestFiles::read(taken), QByteArray("mine"));
 }
@@ -837,12 +819,9 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QSignalSpy statuses(folder->document(), &QBDocument::statusTextChanged);
     QVERIFY(waitListed(folder));
 
-    QStringList seen;
-    for (const QList<QVariant> &status : std::as_const(statuses))
-        seen << status.first().toString();
-    QCOMPARE(seen.size(), 7);
-    QCOMPARE(seen.first(), u"1 game found, please wait ..."_qs);
-    QCOMPARE(seen.at(5), u"6 games found, please wait ..."_qs);
+    QCOMPARE(statuses.size(), 7);
+    QCOMPARE(statuses.first().first().toString(), u"1 game found, please wait ..."_qs);
+    QCOMPARE(statuses.at(5).first().toString(), u"6 games found, please wait ..."_qs);
     // Decimal gigabytes of the folder's file system, one decimal.
     const QStorageInfo volume(m_library.folder);
     const float total = float(volume.bytesTotal()) / 1e9f;
@@ -857,9 +836,7 @@ void tst_QBDocumentWindow::listingAndSharedFreeSpace()
     QBSettings::setValue(SettingsKey::browseRecursively, true);
     QTest::mouseClick(folder->reloadButton(), Qt::LeftButton);
     QVERIFY(waitListed(folder));
-    QStringList ids = values(folder, u"id"_qs);
-    ids.sort();
-    QCOMPARE(ids, m_library.allIds);
+    QCOMPARE(values(folder, u"id"_qs, true), m_library.allIds);
     QBSettings::setValue(SettingsKey::browseRecursively, false);
 
     // A WBFS file is a file system of its own: its figures are not its
@@ -1197,9 +1174,8 @@ void tst_QBDocumentWindow::coversAndDatabaseUpdates()
     QVERIFY(loaded.wait(30000));
     QCOMPARE(toolValues(), files);
     for (int row = 0; row < games->rowCount(); ++row) {
-        const QString id = games->value(row, u"id"_qs).toString();
-        const QVariant genre = games->value(row, u"genre"_qs);
-        QCOMPARE(genre.toString(), id == u"RQBP01"_qs ? u"puzzle"_qs : QString());
+        const bool beta = games->value(row, u"id"_qs).toString() == u"RQBP01"_qs;
+        QCOMPARE(games->value(row, u"genre"_qs).toString(), beta ? u"puzzle"_qs : QString());
     }
     QCOMPARE(popover->titleTextField()->text(), u"Beta Database"_qs);
     QVERIFY(popover->infosTextView()->toPlainText().endsWith(u"\nGenre: puzzle\nPlayers: 2"_qs));
@@ -1284,13 +1260,9 @@ void tst_QBDocumentWindow::cachedAndLiveSources()
                                   {record(u"RQAE01"_qs, u"Old Alpha"_qs, alpha), record(u"RQGE01"_qs, u"Ghost"_qs, ghost)}));
 
     // The browse waits, so that the cached games are seen alone.
-    QBDocumentWindow *window = QBDocumentWindow::create(folder.path(), QBDocument::Folder, 1, *m_menus);
+    QBDocumentWindow *window = open(folder.path(), QBDocument::Folder, 1, false, true);
     QVERIFY(window);
-    m_windows << window;
     QBDocument *document = window->document();
-    document->blockingQueue()->setSuspended(true);
-    window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(window));
     QTRY_COMPARE(document->gameList()->rowCount(), 2);
     QVERIFY(document->isBrowsing());
     QVERIFY(window->browsingIndicator()->isVisible());

@@ -15,10 +15,8 @@
 // (arguments separated by " | "). "faketool --mark FILE WORD" only appends
 // WORD to FILE, for commands that must run before the tool.
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <signal.h>
 #include <string>
 #include <thread>

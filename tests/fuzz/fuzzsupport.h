@@ -19,6 +19,10 @@ inline void startFuzzing()
     QLoggingCategory::setFilterRules(QStringLiteral("palomet.*=false"));
 }
 
+// The initializer of a target that needs nothing more.
+#define FUZZ_INITIALIZE \
+    extern "C" int LLVMFuzzerInitialize(int *, char ***) { startFuzzing(); return 0; }
+
 // A promise of the code under test that an input broke: a finding.
 #define FUZZ_REQUIRE(condition)                                                                  \
     do {                                                                                         \

@@ -45,14 +45,9 @@ QByteArray png(QRgb color)
     return QBTestFiles::png(QBTestFiles::picture(color));
 }
 
-QString coverPath(const QString &id)
-{
-    return QBSupportFolder::coverPath(id);
-}
-
 QVariantMap game(const QString &id, const QString &region = u"PAL"_qs, bool withFilename = true)
 {
-    QVariantMap game{{u"id"_qs, id}, {u"region"_qs, region}, {u"coverPath"_qs, coverPath(id)}};
+    QVariantMap game{{u"id"_qs, id}, {u"region"_qs, region}, {u"coverPath"_qs, QBSupportFolder::coverPath(id)}};
     if (withFilename)
         game.insert(u"filename"_qs, QString(u"/games/"_qs + id + u".wbfs"_qs));
     return game;
@@ -71,11 +66,6 @@ struct NoSystemTools
     const QByteArray path = qgetenv("PATH");
     QTemporaryDir bin;
 };
-
-QString coverRequest(const QString &language, const QString &id)
-{
-    return u"/wii/cover3D/"_qs + language + u'/' + id + u".png"_qs;
-}
 
 }
 
@@ -278,10 +268,8 @@ void tst_QBGameCenter::failedDownloads()
     QCOMPARE(center.downloadText(), u"Updating the database ... "_qs);
     QTRY_VERIFY_WITH_TIMEOUT(center.downloadString().isEmpty(), 30000);
     QCOMPARE(alerts.alerts.size(), 1);
-    if (message.isEmpty())
-        QVERIFY(!alerts.alerts.first().message.isEmpty());
-    else
-        QVERIFY2(alerts.alerts.first().message.contains(message), qPrintable(alerts.alerts.first().message));
+    const QString shown = alerts.alerts.first().message;
+    QVERIFY2(!shown.isEmpty() && shown.contains(message), qPrintable(shown));
     QVERIFY(!center.isDownloadWindowVisible());
     if (message == u"Extraction failed."_qs) {
         QCOMPARE(alerts.alerts.first().informativeText, QString());
@@ -303,7 +291,6 @@ void tst_QBGameCenter::hostileArchives_data()
     QTest::addColumn<QStringList>("installed");
 
     const QByteArray victim = m_dir.filePath(u"victim"_qs).toUtf8();
-    using Entry = QBTestZip::Entry;
     QTest::newRow("a tool planted next to the database")
             << false << QBTestZip::make({{u"wiitdb.xml"_qs, database}, {u"wit"_qs, "#!/bin/sh\n", 0100755}})
             << QStringList{u"covers"_qs, u"wiitdb.xml"_qs};
@@ -315,7 +302,7 @@ void tst_QBGameCenter::hostileArchives_data()
     QTest::newRow("the database a symbolic link")
             << false << QBTestZip::make({{u"wiitdb.xml"_qs, victim, 0120777}}) << QStringList{u"covers"_qs};
     QTest::newRow("the database a hard link")
-            << false << QBTestZip::make({Entry{u"wiitdb.xml"_qs, "", 0100644, false, victim}})
+            << false << QBTestZip::make({QBTestZip::Entry{u"wiitdb.xml"_qs, "", 0100644, false, victim}})
             << QStringList{u"covers"_qs};
     QTest::newRow("the database a folder")
             << false << QBTestZip::make({{u"wiitdb.xml/"_qs, "", 040755}, {u"wiitdb.xml/x"_qs, database}})
@@ -384,7 +371,8 @@ void tst_QBGameCenter::downloadsThatCannotStart()
 void tst_QBGameCenter::coverOnDisk()
 {
     QBGameCenter center;
-    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
+    const QString coverPath = QBSupportFolder::coverPath(u"RMCP01"_qs);
+    QVERIFY(QBTestFiles::write(coverPath, png(qRgb(255, 0, 0))));
     QSignalSpy arrived(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverChanged);
     // Read off the event loop: not cached on return, shown when ready.
     QVERIFY(!center.getImageForGame(game(u"RMCP01"_qs)));
@@ -395,7 +383,7 @@ void tst_QBGameCenter::coverOnDisk()
 
     // From the cache from now on, even when the file goes, also for a game
     // listed later.
-    QVERIFY(QFile::remove(coverPath(u"RMCP01"_qs)));
+    QVERIFY(QFile::remove(coverPath));
     QVERIFY(center.getImageForGame(game(u"RMCP01"_qs)));
     QCOMPARE(QBGameBundle(game(u"RMCP01"_qs)).cover().pixel(0, 0), qRgb(255, 0, 0));
     QTest::qWait(50);
@@ -404,8 +392,8 @@ void tst_QBGameCenter::coverOnDisk()
 
     // Within a budget of one cover, the one used least recently leaves
     // memory and is read again from its file when next asked for.
-    QVERIFY(QBTestFiles::write(coverPath(u"RMCP01"_qs), png(qRgb(255, 0, 0))));
-    QVERIFY(QBTestFiles::write(coverPath(u"RSBE01"_qs), png(qRgb(0, 255, 0))));
+    QVERIFY(QBTestFiles::write(coverPath, png(qRgb(255, 0, 0))));
+    QVERIFY(QBTestFiles::write(QBSupportFolder::coverPath(u"RSBE01"_qs), png(qRgb(0, 255, 0))));
     center.setCoverMemoryBudget(center.coverImageBytes());
     QSignalSpy evicted(center.coverEntry(u"RMCP01"_qs), &QBCoverEntry::coverEvicted);
     QSignalSpy other(center.coverEntry(u"RSBE01"_qs), &QBCoverEntry::coverChanged);
@@ -432,25 +420,19 @@ void tst_QBGameCenter::missingCoverIsFetched_data()
     QTest::addColumn<bool>("linked");
 
     const QByteArray cover = png(qRgb(0, 0, 255));
-    const QStringList both{coverRequest(u"FR"_qs, u"RMCP01"_qs), coverRequest(u"EN"_qs, u"RMCP01"_qs)};
-    QTest::newRow("in the first language") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
-                                           << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true
-                                           << Mode::Normal << false;
-    QTest::newRow("US for NTSC-U") << u"NTSC-U"_qs << coverRequest(u"US"_qs, u"RMCP01"_qs) << cover
-                                   << QStringList{coverRequest(u"US"_qs, u"RMCP01"_qs)} << true << Mode::Normal
-                                   << false;
-    QTest::newRow("English when the language has none")
-            << u"PAL"_qs << coverRequest(u"EN"_qs, u"RMCP01"_qs) << cover << both << true << Mode::Normal << false;
-    QTest::newRow("none at all") << u"PAL"_qs << QString() << QByteArray() << both << false << Mode::Normal
-                                 << false;
-    QTest::newRow("not a picture") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << QByteArray("GIF? no")
-                                   << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << false << Mode::Normal
-                                   << false;
-    QTest::newRow("without end: dropped at 8 MiB") << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs)
-                                                   << QByteArray() << both << false << Mode::Endless << false;
+    const QString fr = u"/wii/cover3D/FR/RMCP01.png"_qs;
+    const QString us = u"/wii/cover3D/US/RMCP01.png"_qs;
+    const QString en = u"/wii/cover3D/EN/RMCP01.png"_qs;
+    const QStringList both{fr, en};
+    QTest::newRow("in the first language") << u"PAL"_qs << fr << cover << QStringList{fr} << true << Mode::Normal << false;
+    QTest::newRow("US for NTSC-U") << u"NTSC-U"_qs << us << cover << QStringList{us} << true << Mode::Normal << false;
+    QTest::newRow("English when the language has none") << u"PAL"_qs << en << cover << both << true << Mode::Normal << false;
+    QTest::newRow("none at all") << u"PAL"_qs << QString() << QByteArray() << both << false << Mode::Normal << false;
+    QTest::newRow("not a picture")
+            << u"PAL"_qs << fr << QByteArray("GIF? no") << QStringList{fr} << false << Mode::Normal << false;
+    QTest::newRow("without end: dropped at 8 MiB") << u"PAL"_qs << fr << QByteArray() << both << false << Mode::Endless << false;
     QTest::newRow("a link in its place: replaced, not followed")
-            << u"PAL"_qs << coverRequest(u"FR"_qs, u"RMCP01"_qs) << cover
-            << QStringList{coverRequest(u"FR"_qs, u"RMCP01"_qs)} << true << Mode::Normal << true;
+            << u"PAL"_qs << fr << cover << QStringList{fr} << true << Mode::Normal << true;
 }
 
 void tst_QBGameCenter::missingCoverIsFetched()
@@ -466,10 +448,11 @@ void tst_QBGameCenter::missingCoverIsFetched()
     if (!servedPath.isEmpty())
         m_server->setRoute(servedPath, served, mode);
     QBGameCenter center;
+    const QString coverPath = QBSupportFolder::coverPath(u"RMCP01"_qs);
     const QString victim = m_dir.filePath(u"cover victim"_qs);
     QFile::remove(victim);
     if (linked)
-        QVERIFY(QFile::link(victim, coverPath(u"RMCP01"_qs)));
+        QVERIFY(QFile::link(victim, coverPath));
     QSignalSpy downloaded(&center, &QBGameCenter::imageDidDownload);
     bool cachedWhenPosted = false;
     bool inFlightWhenPosted = true;
@@ -485,10 +468,10 @@ void tst_QBGameCenter::missingCoverIsFetched()
     QCOMPARE(cachedWhenPosted, cached);
     QVERIFY(!inFlightWhenPosted);
     QCOMPARE(center.images().contains(u"RMCP01"_qs), cached);
-    QCOMPARE(QBTestFiles::read(coverPath(u"RMCP01"_qs)), served);
-    QVERIFY(!QFileInfo(coverPath(u"RMCP01"_qs)).isSymLink() && !QFile::exists(victim));
+    QCOMPARE(QBTestFiles::read(coverPath), served);
+    QVERIFY(!QFileInfo(coverPath).isSymLink() && !QFile::exists(victim));
     // The download's own file went.
-    QCOMPARE(QFileInfo(coverPath(u"RMCP01"_qs)).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
+    QCOMPARE(QFileInfo(coverPath).dir().entryList(QDir::Files | QDir::Hidden | QDir::System).size(),
              served.isEmpty() ? 0 : 1);
 }
 

@@ -23,6 +23,16 @@ inline void whenShown(QDialog *dialog, std::function<void()> act)
     });
 }
 
+// The menu's item whose data is key; null when there is none.
+inline QAction *item(QMenu *menu, const QString &key)
+{
+    for (QAction *action : menu->actions()) {
+        if (action->data().toString() == key)
+            return action;
+    }
+    return nullptr;
+}
+
 // Chooses a token as the user does: a click on "+", then on the item.
 // False when the item could not be chosen (the menu is closed then).
 inline bool chooseToken(QBTokenField *field, const QString &key)
@@ -31,13 +41,8 @@ inline bool chooseToken(QBTokenField *field, const QString &key)
     QMenu *menu = field->menuButton()->tokenMenu();
     if (!QTest::qWaitFor([menu] { return menu->isVisible(); }))
         return false;
-    const QList<QAction *> items = menu->actions();
-    for (QAction *item : items) {
-        if (item->data().toString() == key) {
-            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(item).center());
-            break;
-        }
-    }
+    if (QAction *chosen = item(menu, key))
+        QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(chosen).center());
     if (!menu->isVisible())
         return true;
     menu->close();

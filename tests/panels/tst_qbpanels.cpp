@@ -35,6 +35,12 @@ QString partitionSection(int n, const QString &path, const QString &bytes)
     return u"[part-%1]\\npath=%2\\nreal-path=%2\\nis-wbfs=1\\nsize=%3\\n\\n"_qs.arg(n).arg(path, bytes);
 }
 
+// Patterns hold literals as strings, tokens as one-string lists.
+QVariant token(const QString &key)
+{
+    return QStringList{key};
+}
+
 // What the panel shows: label, whether the wheel, menu and OK button are
 // on, and the menu's titles.
 QString state(const QBSelectPartitionPanel &panel)
@@ -431,21 +437,6 @@ void tst_QBPanels::opensAWbfsFile()
     QCOMPARE(panel.selectedPartition(), u"/dev/sdb1"_qs);
 }
 
-namespace {
-
-// Literals as strings, tokens as one-string lists.
-QBFilenamePattern pattern(const QVariantList &elements)
-{
-    return QBFilenamePattern::fromVariantList(elements);
-}
-
-QVariant token(const QString &key)
-{
-    return QStringList{key};
-}
-
-}
-
 void tst_QBPanels::stringValueForGame_data()
 {
     QTest::addColumn<QVariantList>("elements");
@@ -488,7 +479,7 @@ void tst_QBPanels::stringValueForGame()
     QFETCH(QVariantList, elements);
     QFETCH(QVariantMap, game);
     QFETCH(QString, name);
-    const QBFilenamePattern composed = pattern(elements);
+    const QBFilenamePattern composed = QBFilenamePattern::fromVariantList(elements);
     QCOMPARE(composed.toVariantList(), elements);
     QCOMPARE(composed.stringValueForGame(game), name);
 }

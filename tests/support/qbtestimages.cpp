@@ -106,12 +106,10 @@ bool makeWiiTree(const QString &folder, const QString &id, const QString &title,
         || !writeFile(root.filePath(QStringLiteral("sys/main.dol")), mainDol())
         || !writeFile(root.filePath(QStringLiteral("files/readme.txt")), "Palomet test disc\n"))
         return false;
-    if (extraBytes > 0) {
-        QFile big(root.filePath(QStringLiteral("files/padding.bin")));
-        if (!big.open(QIODevice::WriteOnly) || !big.resize(extraBytes)) {
-            g_lastError = QStringLiteral("cannot make %1").arg(big.fileName());
-            return false;
-        }
+    const QString padding = root.filePath(QStringLiteral("files/padding.bin"));
+    if (extraBytes > 0 && !(writeFile(padding, {}) && QFile::resize(padding, extraBytes))) {
+        g_lastError = QStringLiteral("cannot make %1").arg(padding);
+        return false;
     }
     return true;
 }
@@ -148,13 +146,7 @@ QString makeWiiImage(const QString &path, const QString &id, const QString &titl
 QString makeGameCubeImage(const QString &path, const QString &id, const QString &title, qint64 fileBytes)
 {
     constexpr qint64 discSize = 1459978240;
-    QFileInfo target(path);
-    QDir().mkpath(target.path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        g_lastError = QStringLiteral("cannot write %1").arg(path);
-        return QString();
-    }
+    QDir().mkpath(QFileInfo(path).path());
     QByteArray head = header(id, title, 0x1C, 0xC2339F3D);
     putBigEndian(head, 0x420, 0x4000); // DOL
     putBigEndian(head, 0x424, 0x5000); // FST
@@ -168,10 +160,11 @@ QString makeGameCubeImage(const QString &path, const QString &id, const QString 
     putBigEndian(fst, 16, 0x8000);
     putBigEndian(fst, 20, quint32(std::max<qint64>(readme.size(), fileBytes)));
     fst.replace(24, 12, QByteArray("\0readme.txt\0", 12));
-    const bool ok = file.write(head) == head.size() && file.seek(0x2440)
-            && file.write(apploader()) == 0x40 && file.seek(0x4000) && file.write(mainDol()) == 0x120
-            && file.seek(0x5000) && file.write(fst) == fst.size() && file.seek(0x8000)
-            && file.write(readme) == readme.size() && file.resize(discSize);
+    QFile file(path);
+    const bool ok = file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(head) == head.size()
+            && file.seek(0x2440) && file.write(apploader()) == 0x40 && file.seek(0x4000)
+            && file.write(mainDol()) == 0x120 && file.seek(0x5000) && file.write(fst) == fst.size()
+            && file.seek(0x8000) && file.write(readme) == readme.size() && file.resize(discSize);
     if (!ok) {
         g_lastError = QStringLiteral("cannot write %1").arg(path);
         return QString();
@@ -191,22 +184,15 @@ QString makeWbfsFile(const QString &path, const QStringList &images, int sizeGiB
     QStringList arguments{QStringLiteral("add"), QStringLiteral("--part"), path, QStringLiteral("--quiet")};
     for (const QString &image : images)
         arguments << QStringLiteral("--source") << image;
-    if (!run(QStringLiteral("wwt"), arguments))
-        return QString();
-    return path;
+    return run(QStringLiteral("wwt"), arguments) ? path : QString();
 }
 
 bool makeLibrary(const QString &root, Library *library)
 {
     library->folder = root + QStringLiteral("/library");
     library->container = root + QStringLiteral("/PART.wbfs");
-    struct Image
-    {
-        const char *file;
-        const char *id;
-        const char *title;
-    };
-    const Image wii[] = {
+    // Each Wii image's file, ID and title.
+    const char *const wii[][3] = {
         {"Alpha Quest [RQAE01].wbfs", "RQAE01", "Alpha Quest"},
         {"Beta [RQBP01].iso", "RQBP01", "Beta: The Colon"},
         {"Charlie [RQCJ01].wia", "RQCJ01", "Charlie WIA"},
@@ -215,12 +201,12 @@ bool makeLibrary(const QString &root, Library *library)
         {"sub/Echo [RQEE01].wdf", "RQEE01", "Echo Below"},
     };
     const auto path = [library](const char *file) { return library->path(QString::fromUtf8(file)); };
-    for (const Image &image : wii) {
-        if (makeWiiImage(path(image.file), QString::fromLatin1(image.id), QString::fromUtf8(image.title)).isEmpty())
+    for (const auto &image : wii) {
+        if (makeWiiImage(path(image[0]), QString::fromLatin1(image[1]), QString::fromUtf8(image[2])).isEmpty())
             return false;
     }
     if (makeGameCubeImage(path("Golf [GQGE01].iso"), QStringLiteral("GQGE01"), QStringLiteral("Golf Cube")).isEmpty()
-        || makeWbfsFile(library->container, {path(wii[0].file), path(wii[1].file), path("Golf [GQGE01].iso")}).isEmpty())
+        || makeWbfsFile(library->container, {path(wii[0][0]), path(wii[1][0]), path("Golf [GQGE01].iso")}).isEmpty())
         return false;
     library->topLevelIds = QStringLiteral("GQGE01 RQAE01 RQBP01 RQCJ01 RQDK01 RQFP01").split(u' ');
     library->allIds = library->topLevelIds + QStringList{QStringLiteral("RQEE01")};

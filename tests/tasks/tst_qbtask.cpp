@@ -35,9 +35,8 @@ namespace {
 class RecordingTask : public QBTask
 {
 public:
-    RecordingTask(const QStringList &accepted = {QStringLiteral("*")}, int launchPath = 0,
-                  const QStringList &arguments = {QStringLiteral("list")})
-        : QBTask(arguments, launchPath, nullptr)
+    RecordingTask(const QStringList &accepted = {QStringLiteral("*")}, int launchPath = 0)
+        : QBTask({QStringLiteral("list")}, launchPath, nullptr)
         , m_accepted(accepted)
     {
     }
@@ -120,18 +119,6 @@ Listing browse(const QStringList &arguments, int launchPath)
     });
     run(task);
     return listing;
-}
-
-// The IDs the real tool lists at path: wwt for a partition, else wit.
-QString listedIds(const QString &path, int launchPath)
-{
-    const Listing listing = browse(launchPath ? QBBrowsingTask::partitionArguments(path)
-                                              : QBBrowsingTask::folderArguments(path, false),
-                                   launchPath);
-    QStringList ids;
-    for (const QVariantMap &game : listing.games)
-        ids << game.value(GameKey::id).toString();
-    return ids.join(u',');
 }
 
 QByteArray found(const QByteArray &id, const QByteArray &name)
@@ -626,7 +613,13 @@ void tst_QBTask::conversions()
     if (written.isEmpty())
         written = conversion.bundle.destinationPath();
     QVERIFY2(QFileInfo(written).isFile(), qPrintable(written));
-    QTEST(listedIds(written, launchPath), "id");
+    // The IDs the real tool lists there: wwt for a partition, else wit.
+    QStringList ids;
+    for (const QVariantMap &game : browse(launchPath ? QBBrowsingTask::partitionArguments(written)
+                                                     : QBBrowsingTask::folderArguments(written, false),
+                                          launchPath).games)
+        ids << game.value(GameKey::id).toString();
+    QTEST(ids.join(u','), "id");
     QVERIFY(!QFile::exists(m_dir.filePath(u"not-made"_qs)));
 }
 
